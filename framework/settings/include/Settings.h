@@ -1,0 +1,25 @@
+#pragma once
+#include <string>
+
+#include "settings_export.h"
+
+// The one settings file shared by the module and the framework, "OrdixServMgmtSettings.ini".
+// A missing file, section or key gives the caller's default. The file is read on every call,
+// so a changed setting takes effect at the next reading.
+namespace Ordix::Settings {
+
+constexpr const char* kFileName = "OrdixServMgmtSettings.ini";
+
+// The directory the settings file is looked for in (Linux: $ORDIX_CONFIG_DIR, else /etc/ordix).
+SETTINGS_EXPORT std::string Directory();
+
+// The full path of the settings file.
+SETTINGS_EXPORT std::string FilePath();
+
+SETTINGS_EXPORT std::string GetString(const std::string& section, const std::string& key,
+                                      const std::string& fallback);
+
+// An integer setting; a value that is not a whole number gives the fallback.
+SETTINGS_EXPORT long GetInt(const std::string& section, const std::string& key, long fallback);
+
+}  // namespace Ordix::Settings

@@ -1,0 +1,58 @@
+#include "ErrorMgr.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace {
+
+struct ErrorText {
+  uint16_t code;
+  const char* text;
+};
+
+// Keep in step with ERRORS.md beside this file (a unit test compares the two).
+constexpr ErrorText kErrorTexts[] = {
+    // The platform-configuration module.
+    {1006, "A working buffer could not be allocated."},
+    {1018, "The firmware variable FWVERSIONDATA that names the server board is missing or malformed."},
+    {1026, "An IPMI request to the management controller failed."},
+    {1027, "A component of the platform data manager could not be created."},
+    {1029, "The platform description (board and family) could not be obtained."},
+    {1030, "No logical processor was found."},
+    {1031, "A processor package could not be identified."},
+    {1032, "The sensor status of a processor package could not be read."},
+    {1033, "Processor usage could not be sampled."},
+    {1034, "A query to the BIOS or BMC configuration module failed."},
+    {1035, "No populated processor socket was found."},
+    {1036, "The state of a memory module could not be read."},
+    {1037, "The memory error counts could not be read from the system event log."},
+    {1038, "The number of memory arrays is missing or negative."},
+    {1039, "The number of memory devices of a memory array is missing."},
+    {1047, "This form of ProcessXQuery is not supported by the module."},
+    // The framework's own libraries.
+    {2010, "The operating system's memory figures could not be read."},
+    {2011, "The operating system's memory figures are malformed."},
+    {2012, "The operating system's identity could not be read."},
+    {2013, "The operating system's display name could not be read."},
+    {2014, "The network interfaces could not be listed."},
+    {2015, "The mounted file systems could not be listed."},
+};
+
+const ErrorText* Find(uint16_t code) {
+  auto it = std::find_if(std::begin(kErrorTexts), std::end(kErrorTexts),
+                         [code](const ErrorText& e) { return e.code == code; });
+  return it == std::end(kErrorTexts) ? nullptr : it;
+}
+
+ErrorMgr gErrorMgr;
+
+}  // namespace
+
+ErrorMgr* ErrorMgr::GetInstance() { return &gErrorMgr; }
+
+std::string ErrorMgr::Get(uint16_t code) const {
+  if (const ErrorText* e = Find(code)) return e->text;
+  return "Unknown error " + std::to_string(code) + ".";
+}
+
+bool ErrorMgr::Has(uint16_t code) const { return Find(code) != nullptr; }

@@ -1,0 +1,48 @@
+#pragma once
+#include <map>
+#include <string>
+
+#include "OOBConnect.h"
+#include "PlatformConfigMgr.h"
+#include "XNode.h"
+#include "platformconfig_export.h"
+
+namespace Module::PlatformConfig {
+
+// The module as the framework sees it: a process-wide singleton that answers "/Platform"
+// queries into the caller's ResultMap.
+class PLATFORMCONFIG_EXPORT PlatformConfigModule : public PlatformConfigMgr {
+ public:
+  static PlatformConfigModule* CreateInstance();
+
+  explicit PlatformConfigModule(std::string unused);
+  ~PlatformConfigModule();
+
+  // Nothing is gathered until the first query.
+  void Initialize(std::string unused);
+
+  // The working entry: answers query (and "query/@children") into result.
+  void ProcessXQuery(std::string query, ResultMap& result);
+  // Not supported: raises error 1047 as a thrown ResultStatus.
+  void ProcessXQuery(std::string query, std::string output);
+  // Out-of-band and by-value forms: accepted and ignored.
+  void ProcessXQuery(std::string query, std::string output, SDK::OOBConnect connection);
+  void ProcessXQuery(std::string query, ResultMap& result, SDK::OOBConnect connection);
+  void ProcessXQuery(std::string query, std::map<std::string, std::string> result);
+  void ProcessXQuery(std::string query, std::map<std::string, std::string> result,
+                     SDK::OOBConnect connection);
+
+  // Removes path and its whole subtree from result.
+  void PruneResultMap(std::string path, ResultMap& result);
+
+ private:
+  static PlatformConfigModule* m_pPlatformConfig;
+
+  std::map<std::string, std::string> properties_;
+  std::string lastQueryBase_;
+};
+
+}  // namespace Module::PlatformConfig
+
+// The module's one C entry: the address of PlatformConfigModule::CreateInstance.
+extern "C" PLATFORMCONFIG_EXPORT void* GetPlatformConfigCreationInfo();

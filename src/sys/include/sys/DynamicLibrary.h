@@ -1,0 +1,33 @@
+#pragma once
+#include <string>
+
+namespace Sys {
+
+// A loaded shared library, unloaded when the object goes. Move-only.
+class DynamicLibrary {
+ public:
+  DynamicLibrary() = default;
+  ~DynamicLibrary();
+  DynamicLibrary(DynamicLibrary&& other) noexcept;
+  DynamicLibrary& operator=(DynamicLibrary&& other) noexcept;
+  DynamicLibrary(const DynamicLibrary&) = delete;
+  DynamicLibrary& operator=(const DynamicLibrary&) = delete;
+
+  // Loads the library at path (or by name, where the loader's search finds it). On failure
+  // the result is not loaded and error holds the loader's reason.
+  static DynamicLibrary Open(const std::string& path, std::string& error);
+
+  bool IsLoaded() const { return handle_ != nullptr; }
+
+  // The address of an exported symbol, or null.
+  void* Symbol(const char* name) const;
+
+  // Unloads now; harmless when nothing is loaded.
+  void Close();
+
+ private:
+  explicit DynamicLibrary(void* handle) : handle_(handle) {}
+  void* handle_ = nullptr;
+};
+
+}  // namespace Sys

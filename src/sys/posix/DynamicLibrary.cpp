@@ -1,0 +1,41 @@
+#include "sys/DynamicLibrary.h"
+
+#include <dlfcn.h>
+
+#include <utility>
+
+namespace Sys {
+
+DynamicLibrary::~DynamicLibrary() { Close(); }
+
+DynamicLibrary::DynamicLibrary(DynamicLibrary&& other) noexcept
+    : handle_(std::exchange(other.handle_, nullptr)) {}
+
+DynamicLibrary& DynamicLibrary::operator=(DynamicLibrary&& other) noexcept {
+  if (this != &other) {
+    Close();
+    handle_ = std::exchange(other.handle_, nullptr);
+  }
+  return *this;
+}
+
+DynamicLibrary DynamicLibrary::Open(const std::string& path, std::string& error) {
+  // RTLD_NOW: a library with unresolved symbols fails here, not at some later call.
+  void* handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) {
+    const char* reason = ::dlerror();
+    error = reason != nullptr ? reason : "cannot load " + path;
+  }
+  return DynamicLibrary(handle);
+}
+
+void* DynamicLibrary::Symbol(const char* name) const {
+  if (handle_ == nullptr || name == nullptr) return nullptr;
+  return ::dlsym(handle_, name);
+}
+
+void DynamicLibrary::Close() {
+  if (handle_ != nullptr) ::dlclose(std::exchange(handle_, nullptr));
+}
+
+}  // namespace Sys
