@@ -44,11 +44,12 @@ const ErrorText* Find(uint16_t code) {
   return it == std::end(kErrorTexts) ? nullptr : it;
 }
 
-ErrorMgr gErrorMgr;
-
 }  // namespace
 
-ErrorMgr* ErrorMgr::GetInstance() { return &gErrorMgr; }
+// The table is constant data, so the instance needs no initialisation order of its own.
+ErrorMgr ErrorMgr::instance_;
+
+ErrorMgr* ErrorMgr::GetInstance() { return &instance_; }
 
 std::string ErrorMgr::Get(uint16_t code) const {
   if (const ErrorText* e = Find(code)) return e->text;

@@ -18,4 +18,5 @@ class XQUERY_EXPORT ErrorMgr {
 
  private:
   ErrorMgr() = default;
+  static ErrorMgr instance_;
 };
