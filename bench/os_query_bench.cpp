@@ -76,10 +76,11 @@ void ReportResidentMemory() {
   const auto before = static_cast<double>(ResidentBytes());
   run(kMeasuredQueries);
   const auto after = static_cast<double>(ResidentBytes());
-  std::printf("resident memory: %.1f KiB after %d warm-up queries, %.1f KiB after %d more "
-              "(growth %+.1f KiB, ratio %.3f)\n",
-              before / 1024.0, kWarmupQueries, after / 1024.0, kMeasuredQueries,
-              (after - before) / 1024.0, before > 0 ? after / before : 0.0);
+  std::printf(
+      "resident memory: %.1f KiB after %d warm-up queries, %.1f KiB after %d more "
+      "(growth %+.1f KiB, ratio %.3f)\n",
+      before / 1024.0, kWarmupQueries, after / 1024.0, kMeasuredQueries, (after - before) / 1024.0,
+      before > 0 ? after / before : 0.0);
 }
 
 }  // namespace
@@ -92,8 +93,8 @@ int main(int argc, char** argv) {
   const double query = reporter.perIteration["BM_OSQuery"];
   const double reference = reporter.perIteration["BM_OSReadingsReference"];
   if (query > 0 && reference > 0) {
-    std::printf("time per \"%s\" query: %.1f us; the readings alone: %.1f us; ratio %.2f\n",
-                kQuery, query, reference, query / reference);
+    std::printf("time per \"%s\" query: %.1f us; the readings alone: %.1f us; ratio %.2f\n", kQuery,
+                query, reference, query / reference);
   }
   ReportResidentMemory();
   benchmark::Shutdown();

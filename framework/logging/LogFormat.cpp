@@ -18,7 +18,7 @@ std::string LogTimestampNow() {
   // gmtime_r/gmtime_s differ by OS; the C++17 library offers neither portably, and gmtime's
   // static buffer is only touched under the logger's lock.
   utc = *std::gmtime(&seconds);
-  char text[32];
+  char text[64];
   std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", utc.tm_year + 1900,
                 utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
                 static_cast<int>(millis));

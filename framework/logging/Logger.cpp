@@ -53,10 +53,12 @@ Logger* Logger::CreateInstance() {
   return gLogger.get();
 }
 
-void Logger::CreateMessage(std::string& out, const std::string& text) { out = OneLine(text); }
+void Logger::CreateMessage(std::string& out, const std::string& text) {
+  out = OneLine(text);
+}
 
-void Logger::Log(int level, const char* source, const char* function, int line,
-                 const char* format, ...) {
+void Logger::Log(int level, const char* source, const char* function, int line, const char* format,
+                 ...) {
   va_list args;
   va_start(args, format);
   std::string text = FormatVarargs(format, args);

@@ -4,7 +4,9 @@
 
 namespace Ordix::Settings {
 
-std::string FilePath() { return Directory() + "/" + kFileName; }
+std::string FilePath() {
+  return Directory() + "/" + kFileName;
+}
 
 std::string GetString(const std::string& section, const std::string& key,
                       const std::string& fallback) {

@@ -14,7 +14,8 @@ struct ErrorText {
 constexpr ErrorText kErrorTexts[] = {
     // The platform-configuration module.
     {1006, "A working buffer could not be allocated."},
-    {1018, "The firmware variable FWVERSIONDATA that names the server board is missing or malformed."},
+    {1018,
+     "The firmware variable FWVERSIONDATA that names the server board is missing or malformed."},
     {1026, "An IPMI request to the management controller failed."},
     {1027, "A component of the platform data manager could not be created."},
     {1029, "The platform description (board and family) could not be obtained."},
@@ -49,11 +50,15 @@ const ErrorText* Find(uint16_t code) {
 // The table is constant data, so the instance needs no initialisation order of its own.
 ErrorMgr ErrorMgr::instance_;
 
-ErrorMgr* ErrorMgr::GetInstance() { return &instance_; }
+ErrorMgr* ErrorMgr::GetInstance() {
+  return &instance_;
+}
 
 std::string ErrorMgr::Get(uint16_t code) const {
   if (const ErrorText* e = Find(code)) return e->text;
   return "Unknown error " + std::to_string(code) + ".";
 }
 
-bool ErrorMgr::Has(uint16_t code) const { return Find(code) != nullptr; }
+bool ErrorMgr::Has(uint16_t code) const {
+  return Find(code) != nullptr;
+}

@@ -23,8 +23,8 @@ constexpr const char* kHardDisk = "/Platform/OS/DriveInfo/HardDisk";
 constexpr const char* kSource = ".\\OSBuilders";
 constexpr ErrorSite kMemorySite{
     kSource, "Module::PlatformConfig::PlatformConfigMgr::InitializeOSMemoryData", 40};
-constexpr ErrorSite kInfoSite{kSource,
-                              "Module::PlatformConfig::PlatformConfigMgr::InitializeOSInfoData", 60};
+constexpr ErrorSite kInfoSite{
+    kSource, "Module::PlatformConfig::PlatformConfigMgr::InitializeOSInfoData", 60};
 constexpr ErrorSite kDisplayNameSite{
     kSource, "Module::PlatformConfig::PlatformConfigMgr::InitializeOSInfoData", 70};
 constexpr ErrorSite kNetworkSite{
@@ -47,7 +47,8 @@ struct Leaf {
 // error key instead.
 void AddLeaves(const std::string& parent, const std::vector<Leaf>& leaves, bool failed,
                const char* errorKey, NodeTree& tree) {
-  for (const Leaf& leaf : leaves) AddNode(parent, leaf.name, failed ? errorKey : leaf.value, 0, tree);
+  for (const Leaf& leaf : leaves)
+    AddNode(parent, leaf.name, failed ? errorKey : leaf.value, 0, tree);
 }
 
 bool Failed(int code, const ErrorSite& site) {

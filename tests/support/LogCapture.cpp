@@ -7,6 +7,8 @@ LogCapture::LogCapture() {
       [this](const LogRecord& record) { records_.push_back(record); });
 }
 
-LogCapture::~LogCapture() { Logger::CreateInstance()->SetSink(std::move(previous_)); }
+LogCapture::~LogCapture() {
+  Logger::CreateInstance()->SetSink(std::move(previous_));
+}
 
 }  // namespace TestSupport

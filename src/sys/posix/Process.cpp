@@ -23,7 +23,9 @@ bool SetEnvironmentVariable(const std::string& name, const std::string& value) {
   return ::setenv(name.c_str(), value.c_str(), 1) == 0;
 }
 
-std::string SharedLibraryFileName(const std::string& base) { return "lib" + base + ".so"; }
+std::string SharedLibraryFileName(const std::string& base) {
+  return "lib" + base + ".so";
+}
 
 void SleepMilliseconds(unsigned milliseconds) {
   timespec wait{static_cast<time_t>(milliseconds / 1000),

@@ -40,13 +40,16 @@ void WriteMounts(const TempDir& dir, const std::vector<std::string>& mountPoints
 
 FakeOsRoot::FakeOsRoot(const FakeMachine& m) : previousRoot_(Ordix::OSInfo::SourceRoot()) {
   if (m.withMeminfo) dir_.Write("proc/meminfo", m.meminfo);
-  if (m.withOsRelease) dir_.Write("etc/os-release", "NAME=Test\nPRETTY_NAME=\"" + m.prettyName + "\"\n");
+  if (m.withOsRelease)
+    dir_.Write("etc/os-release", "NAME=Test\nPRETTY_NAME=\"" + m.prettyName + "\"\n");
   dir_.Write("etc/hosts", "127.0.0.1 localhost\n");
   if (m.withNet) WriteNics(dir_, m.nics);
   if (m.withMounts) WriteMounts(dir_, m.mountPoints);
   Ordix::OSInfo::SetSourceRoot(dir_.Path());
 }
 
-FakeOsRoot::~FakeOsRoot() { Ordix::OSInfo::SetSourceRoot(previousRoot_); }
+FakeOsRoot::~FakeOsRoot() {
+  Ordix::OSInfo::SetSourceRoot(previousRoot_);
+}
 
 }  // namespace TestSupport

@@ -14,9 +14,10 @@ struct FakeNic {
 };
 
 struct FakeMachine {
-  std::string meminfo = "MemTotal: 16777216 kB\nMemFree: 1048576 kB\nMemAvailable: 8388608 kB\n"
-                        "SwapTotal: 2097152 kB\nSwapFree: 1048576 kB\nCommitLimit: 10485760 kB\n"
-                        "Committed_AS: 3145728 kB\n";
+  std::string meminfo =
+      "MemTotal: 16777216 kB\nMemFree: 1048576 kB\nMemAvailable: 8388608 kB\n"
+      "SwapTotal: 2097152 kB\nSwapFree: 1048576 kB\nCommitLimit: 10485760 kB\n"
+      "Committed_AS: 3145728 kB\n";
   std::string prettyName = "Test Linux 12 (fixture)";
   std::vector<FakeNic> nics = {{"eth1", false, {1, 2, 3, 4, 5, 6}},
                                {"eth0", false, {10, 20, 30, 40, 50, 60}},

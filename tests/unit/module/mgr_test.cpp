@@ -98,11 +98,11 @@ TEST(PlatformConfigMgrResolve, WholeOSBranchFromTheLibrary) {
 
   EXPECT_EQ(Value(result, "/Platform/OS/Info/Type"), "Linux");
   EXPECT_EQ(Value(result, "/Platform/OS/Info/Name"), "Test Linux 12 (fixture)");
-  EXPECT_EQ(result.at("/Platform/OS/Info").list,
-            (Strings{"/Platform/OS/Info/Version", "/Platform/OS/Info/Build",
-                     "/Platform/OS/Info/Domain", "/Platform/OS/Info/HostName",
-                     "/Platform/OS/Info/Machine", "/Platform/OS/Info/Type",
-                     "/Platform/OS/Info/Name"}));
+  EXPECT_EQ(
+      result.at("/Platform/OS/Info").list,
+      (Strings{"/Platform/OS/Info/Version", "/Platform/OS/Info/Build", "/Platform/OS/Info/Domain",
+               "/Platform/OS/Info/HostName", "/Platform/OS/Info/Machine", "/Platform/OS/Info/Type",
+               "/Platform/OS/Info/Name"}));
 
   // The loopback is left out and adapters come sorted by name, indexed from 0.
   EXPECT_EQ(Value(result, "/Platform/OS/NetworkInfo/NumNICs"), "2");
@@ -219,9 +219,13 @@ TEST(PlatformConfigMgrResolve, FreshAnswerOverwritesAndKeepsUnrelatedEntries) {
 TEST(PlatformConfigMgrResolve, TreeDoesNotGrowWithQueries) {
   FakeOsRoot root;
   PlatformConfigMgr mgr("");
-  const char* queries[] = {"/Platform/OS", "/Platform/OS/Info/HostName", "/Platform/Nothing",
-                           "/Platform/OS/NetworkInfo/NIC[9]", "/Platform/OS/DriveInfo",
-                           "/Platform", "/Platform/MemoryTopology/Errors"};
+  const char* queries[] = {"/Platform/OS",
+                           "/Platform/OS/Info/HostName",
+                           "/Platform/Nothing",
+                           "/Platform/OS/NetworkInfo/NIC[9]",
+                           "/Platform/OS/DriveInfo",
+                           "/Platform",
+                           "/Platform/MemoryTopology/Errors"};
   auto round = [&] {
     for (const char* q : queries) {
       ResultMap result;

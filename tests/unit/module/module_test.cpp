@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "ErrorMgr.h"
 #include "FakeOsRoot.h"
 #include "LogCapture.h"
-#include "ErrorMgr.h"
 #include "PlatformConfigModule.h"
 #include "ResultStatus.h"
 
@@ -33,11 +33,10 @@ TEST_F(ModuleTest, ChildrenFormAnswersTheElementAlone) {
   ASSERT_EQ(result.size(), 2u);
   const _XNode& info = result.at("/Platform/OS/Info");
   EXPECT_EQ(info.kind, XNODE_ELEMENT);
-  EXPECT_EQ(info.list,
-            (Strings{"/Platform/OS/Info/Version", "/Platform/OS/Info/Build",
-                     "/Platform/OS/Info/Domain", "/Platform/OS/Info/HostName",
-                     "/Platform/OS/Info/Machine", "/Platform/OS/Info/Type",
-                     "/Platform/OS/Info/Name"}));
+  EXPECT_EQ(info.list, (Strings{"/Platform/OS/Info/Version", "/Platform/OS/Info/Build",
+                                "/Platform/OS/Info/Domain", "/Platform/OS/Info/HostName",
+                                "/Platform/OS/Info/Machine", "/Platform/OS/Info/Type",
+                                "/Platform/OS/Info/Name"}));
   EXPECT_EQ(result.at("/Unrelated").list, Strings{"kept"});
 }
 
