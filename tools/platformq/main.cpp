@@ -1,0 +1,67 @@
+// platformq: runs path queries against the platform configuration module and prints the
+// answers. See --help for the options and the exit statuses.
+
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+
+#include "ExitStatus.h"
+#include "ModuleBinding.h"
+#include "ModuleLocation.h"
+#include "Options.h"
+#include "ResultStatus.h"
+#include "Rounds.h"
+#include "StatusReport.h"
+#include "sys/Process.h"
+
+namespace {
+
+constexpr const char* kModuleBaseName = "PlatformConfig";
+constexpr const char* kConfigDirVariable = "ORDIX_CONFIG_DIR";
+
+std::string ModulePath(const Platformq::Options& options) {
+  if (!options.modulePath.empty()) return options.modulePath;
+  return Platformq::DefaultModulePath(Sys::ExecutableDirectory(),
+                                      Sys::SharedLibraryFileName(kModuleBaseName),
+                                      [](const std::string& path) {
+                                        std::error_code ignored;
+                                        return std::filesystem::is_regular_file(path, ignored);
+                                      });
+}
+
+int Run(const Platformq::Options& options) {
+  // The framework reads the variable when the module first asks for a setting, so it has to
+  // be in place before the module is loaded.
+  if (!options.configDir.empty() &&
+      !Sys::SetEnvironmentVariable(kConfigDirVariable, options.configDir)) {
+    throw std::runtime_error(std::string("cannot set ") + kConfigDirVariable);
+  }
+  Platformq::ModuleBinding module = Platformq::ModuleBinding::Load(ModulePath(options));
+
+  // First step of a query -> the module that answers it. The BIOS ("SMBIOS", "BIOS") and BMC
+  // ("BMC") configuration modules join here, one line each, once they can be loaded.
+  Platformq::QueryRouter router;
+  router.Add("Platform", [&module](const std::string& query, ResultMap& result) {
+    module.Process(query, result);
+  });
+
+  return Platformq::RunRounds(options, router, std::cout, std::cerr, Sys::SleepMilliseconds);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const Platformq::CommandLine commandLine =
+      Platformq::ParseCommandLine(argc, argv, std::cout, std::cerr);
+  if (!commandLine.options) return commandLine.exitStatus;
+  try {
+    return Run(*commandLine.options);
+  } catch (const ResultStatus& status) {
+    Platformq::ReportStatus(status, std::cerr);
+  } catch (const std::exception& e) {
+    std::cerr << "error: " << e.what() << '\n';
+  }
+  return Platformq::kExitRaised;
+}
