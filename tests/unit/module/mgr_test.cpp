@@ -54,8 +54,8 @@ TEST(PlatformConfigMgr, NarrowQueryRebuildsOnlyItsSubtree) {
   ASSERT_EQ(result.size(), 1u);
   EXPECT_NE(Value(result, "/Platform/OS/Info/HostName"), "");
   EXPECT_TRUE(Built(mgr.Tree(), "/Platform/OS/Info/"));
-  for (const char* other : {"/Platform/OS/MemoryInfo", "/Platform/OS/NetworkInfo",
-                            "/Platform/OS/DriveInfo"}) {
+  for (const char* other :
+       {"/Platform/OS/MemoryInfo", "/Platform/OS/NetworkInfo", "/Platform/OS/DriveInfo"}) {
     EXPECT_FALSE(Built(mgr.Tree(), other)) << other;
   }
 }
@@ -98,7 +98,7 @@ TEST(PlatformConfigMgr, WholeOSBranchFromTheLibrary) {
 
 TEST(PlatformConfigMgr, FailedReadingsPublishErrorKeysAndGoOn) {
   FakeMachine machine;
-  machine.withMeminfo = machine.withOsRelease = machine.withNet = machine.withMounts = false;
+  machine.complete = false;
   FakeOsRoot root(machine);
   PlatformConfigMgr mgr("");
   TestSupport::LogCapture log;
@@ -153,9 +153,9 @@ TEST(PlatformConfigMgr, TreeDoesNotGrowWithQueries) {
   FakeOsRoot root;
   PlatformConfigMgr mgr("");
   auto round = [&] {
-    for (const char* q : {"/Platform/OS", "/Platform/OS/Info/HostName", "/Platform/Nothing",
-                          "/Platform/OS/NetworkInfo/NIC[9]", "/Platform",
-                          "/Platform/MemoryTopology/Errors"}) {
+    for (const char* q :
+         {"/Platform/OS", "/Platform/OS/Info/HostName", "/Platform/Nothing",
+          "/Platform/OS/NetworkInfo/NIC[9]", "/Platform", "/Platform/MemoryTopology/Errors"}) {
       Resolve(mgr, q);
     }
   };

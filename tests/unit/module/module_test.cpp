@@ -11,7 +11,9 @@ namespace {
 using namespace Module::PlatformConfig;
 using Strings = std::vector<std::string>;
 
-_XNode Node(uint32_t kind, Strings list) { return _XNode{kind, std::move(list), {}}; }
+_XNode Node(uint32_t kind, Strings list) {
+  return _XNode{kind, std::move(list), {}};
+}
 
 class ModuleTest : public ::testing::Test {
  protected:
