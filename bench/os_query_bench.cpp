@@ -52,11 +52,12 @@ BENCHMARK(BM_OSQuery)->Unit(benchmark::kMicrosecond);
 // Keeps each benchmark's time per iteration for the summary.
 class CollectingReporter : public benchmark::ConsoleReporter {
  public:
+  CollectingReporter() : ConsoleReporter(OO_None) {}
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
       if (run.iterations > 0) {
         perIteration[run.benchmark_name()] =
-            run.GetAdjustedRealTime() * benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e6;
+            run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e6;
       }
     }
     ConsoleReporter::ReportRuns(runs);
