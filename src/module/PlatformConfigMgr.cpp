@@ -4,6 +4,7 @@
 #include <new>
 
 #include "ErrorReport.h"
+#include "Paths.h"
 #include "QueryRoute.h"
 #include "memory/MemoryImpl.h"
 #include "processor/ProcessorImpl.h"
@@ -18,13 +19,9 @@ constexpr ErrorSite kMemoryCreationSite{kSource, kInitializeFunction, 66};
 constexpr ErrorSite kProcessorCreationSite{kSource, kInitializeFunction, 76};
 constexpr uint16_t kComponentCreationFailed = 1027;
 
-constexpr const char* kPlatformRoot = "/Platform";
-constexpr const char* kMemoryBranch = "/Platform/MemoryTopology";
-constexpr const char* kProcessorBranch = "/Platform/ProcessorInfo";
-constexpr const char* kOSBranch = "/Platform/OS";
-
+// A query names a branch when it is the whole tree or lies in (or contains) the branch.
 bool Names(const std::string& path, const char* branch) {
-  return path == kPlatformRoot || path.find(branch) != std::string::npos;
+  return path == Paths::kPlatform || path.find(branch) != std::string::npos;
 }
 
 // Makes a component; a failed allocation is reported and leaves the component out.
@@ -47,11 +44,11 @@ PlatformConfigMgr::~PlatformConfigMgr() = default;
 void PlatformConfigMgr::Initialize(std::string path) {
   // Each naming query replaces the component; the one it replaces goes with it, since the
   // tree it built is rebuilt by the new one when asked.
-  if (Names(path, kMemoryBranch)) memory_ = CreateComponent<Memory>(kMemoryCreationSite);
-  if (Names(path, kProcessorBranch)) {
+  if (Names(path, Paths::kMemoryTopology)) memory_ = CreateComponent<Memory>(kMemoryCreationSite);
+  if (Names(path, Paths::kProcessorInfo)) {
     processor_ = CreateComponent<Processor>(kProcessorCreationSite);
   }
-  if (Names(path, kOSBranch)) osEnabled_ = 1;
+  if (Names(path, Paths::kOS)) osEnabled_ = 1;
 }
 
 void PlatformConfigMgr::InitializeFunctionality() {

@@ -1,5 +1,7 @@
 #include "QueryRoute.h"
 
+#include "Paths.h"
+
 namespace Module::PlatformConfig {
 
 namespace {
@@ -12,12 +14,7 @@ struct RouteRow {
   Route route;
 };
 
-constexpr const char* kPlatform = "/Platform";
-constexpr const char* kOS = "/Platform/OS";
-constexpr const char* kOSMemory = "/Platform/OS/MemoryInfo";
-constexpr const char* kOSNetwork = "/Platform/OS/NetworkInfo";
-constexpr const char* kOSDrives = "/Platform/OS/DriveInfo";
-constexpr const char* kOSInfo = "/Platform/OS/Info";
+using namespace Paths;
 
 // Tested top to bottom; the first row that matches decides. The live rows come first so a
 // query for a live value is never answered from the inventory as last built.

@@ -7,18 +7,14 @@
 
 #include "ErrorReport.h"
 #include "OSInfo.h"
+#include "Paths.h"
 #include "PlatformConfigMgr.h"
 
 namespace Module::PlatformConfig {
 
 namespace {
 
-constexpr const char* kOS = "/Platform/OS";
-constexpr const char* kMemory = "/Platform/OS/MemoryInfo";
-constexpr const char* kInfo = "/Platform/OS/Info";
-constexpr const char* kNetwork = "/Platform/OS/NetworkInfo";
-constexpr const char* kDrives = "/Platform/OS/DriveInfo";
-constexpr const char* kHardDisk = "/Platform/OS/DriveInfo/HardDisk";
+using namespace Paths;
 
 constexpr const char* kSource = ".\\OSBuilders";
 constexpr ErrorSite kMemorySite{
@@ -78,7 +74,7 @@ void PlatformConfigMgr::InitializeOSData() {
 void PlatformConfigMgr::InitializeOSMemoryData() {
   _MEMINFO info;
   const bool failed = Failed(GetMemInfo(info), kMemorySite);
-  AddLeaves(kMemory,
+  AddLeaves(kOSMemory,
             {{"/TotalMemory", info.totalMemory},
              {"/FreeMemory", info.freeMemory},
              {"/TotalPageFile", info.totalPageFile},
@@ -86,13 +82,13 @@ void PlatformConfigMgr::InitializeOSMemoryData() {
              {"/TotalVirtualMemory", info.totalVirtualMemory},
              {"/FreeVirtualMemory", info.freeVirtualMemory}},
             failed, kMemoryError, nodeTree_);
-  AddNode(kMemory, "/Units", "MB", 0, nodeTree_);
+  AddNode(kOSMemory, "/Units", "MB", 0, nodeTree_);
 }
 
 void PlatformConfigMgr::InitializeOSInfoData() {
   _OSINFO info;
   const bool failed = Failed(GetOSInfo(info), kInfoSite);
-  AddLeaves(kInfo,
+  AddLeaves(kOSInfo,
             {{"/Version", info.version},
              {"/Build", info.build},
              {"/Domain", info.domain},
@@ -103,21 +99,21 @@ void PlatformConfigMgr::InitializeOSInfoData() {
 
   std::string name;
   const bool nameFailed = Failed(GetOSDisplayString(name), kDisplayNameSite);
-  AddNode(kInfo, "/Name", nameFailed ? kDisplayNameError : name, 0, nodeTree_);
+  AddNode(kOSInfo, "/Name", nameFailed ? kDisplayNameError : name, 0, nodeTree_);
 }
 
 void PlatformConfigMgr::InitializeOSNetworkData() {
   std::vector<_NICINFO> nics;
   if (Failed(GetNICInfo(nics), kNetworkSite)) {
-    AddNode(kNetwork, "/NumNICs", kNetworkError, 0, nodeTree_);
+    AddNode(kOSNetwork, "/NumNICs", kNetworkError, 0, nodeTree_);
     return;
   }
-  AddNode(kNetwork, "/NumNICs", std::to_string(nics.size()), 0, nodeTree_);
+  AddNode(kOSNetwork, "/NumNICs", std::to_string(nics.size()), 0, nodeTree_);
   for (size_t k = 0; k < nics.size(); ++k) {
     const std::string nic = "/NIC[" + std::to_string(k) + "]";
-    AddNode(kNetwork, nic, "", 1, nodeTree_);
+    AddNode(kOSNetwork, nic, "", 1, nodeTree_);
     const _NICINFO& n = nics[k];
-    AddLeaves(std::string(kNetwork) + nic,
+    AddLeaves(std::string(kOSNetwork) + nic,
               {{"/Name", n.name},
                {"/TransmitBytes", n.transmitBytes},
                {"/TransmitPackets", n.transmitPackets},
@@ -130,18 +126,18 @@ void PlatformConfigMgr::InitializeOSNetworkData() {
 }
 
 void PlatformConfigMgr::InitializeOSDriveData() {
-  AddNode(kDrives, "/HardDisk", "", 1, nodeTree_);
+  AddNode(kOSDrives, "/HardDisk", "", 1, nodeTree_);
   std::vector<_DRIVEINFO> drives;
   const bool failed = Failed(GetDriveData(drives), kDriveSite);
-  AddNode(kHardDisk, "/NumDrives", failed ? kDriveError : std::to_string(drives.size()), 0,
+  AddNode(kOSHardDisk, "/NumDrives", failed ? kDriveError : std::to_string(drives.size()), 0,
           nodeTree_);
-  AddNode(kHardDisk, "/Units", "GB", 0, nodeTree_);
+  AddNode(kOSHardDisk, "/Units", "GB", 0, nodeTree_);
   if (failed) return;
   for (size_t k = 0; k < drives.size(); ++k) {
     const std::string drive = "/Drive[" + std::to_string(k) + "]";
-    AddNode(kHardDisk, drive, "", 1, nodeTree_);
+    AddNode(kOSHardDisk, drive, "", 1, nodeTree_);
     const _DRIVEINFO& d = drives[k];
-    AddLeaves(std::string(kHardDisk) + drive,
+    AddLeaves(std::string(kOSHardDisk) + drive,
               {{"/ID", d.id}, {"/TotalSpace", d.totalSpace}, {"/FreeSpace", d.freeSpace}}, false,
               "", nodeTree_);
   }
