@@ -10,7 +10,7 @@ namespace {
 using Module::PlatformConfig::PlatformConfigModule;
 
 // The module as a host meets it: loaded by path, created through its one C entry.
-TEST(ModuleEntry, LoadedByPathCreatesTheSingletonAndExportsOnlyItsInterface) {
+TEST(ModuleEntry, LoadedByPathCreatesTheSingleton) {
   std::string error;
   Sys::DynamicLibrary library = Sys::DynamicLibrary::Open(MODULE_PATH, error);
   ASSERT_TRUE(library.IsLoaded()) << error;
@@ -30,10 +30,6 @@ TEST(ModuleEntry, LoadedByPathCreatesTheSingletonAndExportsOnlyItsInterface) {
   EXPECT_THROW(module->ProcessXQuery("/Platform/OS", std::string()), ResultStatus);
   delete module;
 
-  // Internal helpers stay hidden (here: the error reporter every site goes through).
-  EXPECT_EQ(library.Symbol("_ZN6Module14PlatformConfig11ReportErrorEtRKNS0_9ErrorSiteENSt7__"
-                           "cxx1112basic_stringIcSt11char_traitsIcESaIcEEE9_XCOMMAND"),
-            nullptr);
 }
 
 }  // namespace

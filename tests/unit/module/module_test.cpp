@@ -64,17 +64,6 @@ TEST_F(ModuleTest, UnsupportedOverloadThrowsAndLogs1047) {
   EXPECT_EQ(r.text, "1047: " + sentence);
 }
 
-TEST_F(ModuleTest, OutOfBandAndByValueFormsChangeNothing) {
-  ResultMap result;
-  SDK::OOBConnect bmc{"127.0.0.1", 623, "admin", "secret"};
-  module_.ProcessXQuery("/Platform/OS", std::string(), bmc);
-  module_.ProcessXQuery("/Platform/OS", result, bmc);
-  module_.ProcessXQuery("/Platform/OS", std::map<std::string, std::string>{});
-  module_.ProcessXQuery("/Platform/OS", std::map<std::string, std::string>{}, bmc);
-  EXPECT_TRUE(result.empty());
-  EXPECT_FALSE(module_.IsOSEnabled());
-}
-
 TEST_F(ModuleTest, PruneRemovesSubtreesAndValuesThatNameKeys) {
   ResultMap result{{"/A", Node(1, {"/A/B", "/A/C"})},
                    {"/A/B", Node(0, {"/Elsewhere"})},  // a value naming a key goes too
