@@ -29,7 +29,6 @@ TEST(ModuleEntry, LoadedByPathCreatesTheSingleton) {
   // The unsupported overload's error reaches this side of the boundary as a ResultStatus.
   EXPECT_THROW(module->ProcessXQuery("/Platform/OS", std::string()), ResultStatus);
   delete module;
-
 }
 
 }  // namespace
