@@ -37,6 +37,12 @@ constexpr ErrorText kErrorTexts[] = {
     {2013, "The operating system's display name could not be read."},
     {2014, "The network interfaces could not be listed."},
     {2015, "The mounted file systems could not be listed."},
+    {2020, "No SMBIOS tables were found: neither the configured image nor the firmware's tables exist."},
+    {2021, "The SMBIOS tables could not be read."},
+    {2022, "The SMBIOS entry point is malformed (anchor, length, version or checksum)."},
+    {2023, "The SMBIOS structure table is malformed (a structure is truncated, runs past the table, or the end-of-table structure is missing)."},
+    {2024, "An SMBIOS structure refers to a string that its string set does not hold."},
+    {2040, "The management controller cannot be reached: no answer source for BMC queries is available."},
 };
 
 const ErrorText* Find(uint16_t code) {

@@ -39,7 +39,9 @@ using CreationInfoFn = void* (*)();
 // second time; it is refused instead.
 std::set<const void*> gBoundInstances;
 
-std::set<const void*>& BoundInstances() { return gBoundInstances; }
+std::set<const void*>& BoundInstances() {
+  return gBoundInstances;
+}
 
 void* RequireSymbol(const Sys::DynamicLibrary& library, const std::string& path, const char* name) {
   void* address = library.Symbol(name);

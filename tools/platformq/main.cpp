@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "BIOSConfigModule.h"
 #include "ExitStatus.h"
 #include "ModuleBinding.h"
 #include "ModuleLocation.h"
@@ -40,12 +41,17 @@ int Run(const Platformq::Options& options) {
   }
   Platformq::ModuleBinding module = Platformq::ModuleBinding::Load(ModulePath(options));
 
-  // First step of a query -> the module that answers it. The BIOS ("SMBIOS", "BIOS") and BMC
-  // ("BMC") configuration modules join here, one line each, once they can be loaded.
+  // First step of a query -> the module that answers it, as the framework routes them. The BMC
+  // configuration module ("BMC") joins here once it reaches a controller.
   Platformq::QueryRouter router;
   router.Add("Platform", [&module](const std::string& query, ResultMap& result) {
     module.Process(query, result);
   });
+  for (const char* step : {"SMBIOS", "BIOS"}) {
+    router.Add(step, [](const std::string& query, ResultMap& result) {
+      Module::BIOSConfig::BIOSConfigModule().ProcessXQuery(query, result);
+    });
+  }
 
   return Platformq::RunRounds(options, router, std::cout, std::cerr, Sys::SleepMilliseconds);
 }

@@ -13,4 +13,14 @@ constexpr uint16_t kOSDisplayNameUnreadable = 2013;
 constexpr uint16_t kOSNetworkUnreadable = 2014;
 constexpr uint16_t kOSDrivesUnreadable = 2015;
 
+// 2020-2039: SMBIOS tables.
+constexpr uint16_t kSmbiosNotFound = 2020;
+constexpr uint16_t kSmbiosUnreadable = 2021;
+constexpr uint16_t kSmbiosEntryPointMalformed = 2022;
+constexpr uint16_t kSmbiosTableMalformed = 2023;
+constexpr uint16_t kSmbiosBadStringIndex = 2024;
+
+// 2040-2059: the BMC and the management-bus driver.
+constexpr uint16_t kBmcUnreachable = 2040;
+
 }  // namespace ErrorCode

@@ -1,0 +1,22 @@
+#pragma once
+#include <string>
+
+#include "XNode.h"
+#include "biosconfig_export.h"
+
+namespace Module::BIOSConfig {
+
+// Answers "/SMBIOS/..." and "/BIOS/..." queries from the machine's SMBIOS tables: the
+// settings' [SMBIOS] Image (a dump in the format `dmidecode --dump-bin` writes), else the
+// firmware's own tables. The decoded table is kept for the life of the process, per source.
+// A path it cannot answer adds nothing; "@children" as last step answers the element with its
+// child list only. An unreadable or corrupt table throws ResultStatus (codes 2020-2029).
+class BIOSCONFIG_EXPORT BIOSConfigModule {
+ public:
+  BIOSConfigModule();
+  ~BIOSConfigModule();
+
+  void ProcessXQuery(std::string query, ResultMap& answer);
+};
+
+}  // namespace Module::BIOSConfig

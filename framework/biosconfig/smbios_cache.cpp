@@ -1,0 +1,71 @@
+#include "smbios_cache.h"
+
+#include <filesystem>
+#include <map>
+#include <mutex>
+#include <optional>
+
+#include "ErrorCodes.h"
+#include "ResultStatus.h"
+#include "smbios_answers.h"
+#include "smbios_error.h"
+#include "smbios_source.h"
+
+namespace Module::BIOSConfig {
+
+namespace {
+
+struct CacheEntry {
+  std::shared_ptr<const ResultMap> tree;
+  std::optional<ResultStatus> error;
+};
+
+// Namespace scope rather than function-local: every access goes through the mutex, which is
+// held through a first decoding so that concurrent first queries decode once.
+std::mutex gCacheMutex;
+std::map<std::string, CacheEntry> gCache;
+
+bool Cacheable(const ResultStatus& status) {
+  return status.GetCode() != ErrorCode::kSmbiosNotFound &&
+         status.GetCode() != ErrorCode::kSmbiosUnreadable;
+}
+
+bool ImageExists(const std::string& image) {
+  std::error_code ec;
+  return !image.empty() && std::filesystem::exists(image, ec);
+}
+
+std::string NotFoundDetail(const SourcePaths& paths) {
+  const std::string image = paths.image.empty() ? "no image is configured ([SMBIOS] Image)"
+                                                : "the image " + paths.image + " does not exist";
+  return image + " and there are no firmware tables in " + paths.firmwareLocation;
+}
+
+ResultMap ReadAndDecode(const SourcePaths& paths, bool fromImage) {
+  std::optional<SmbiosTables> tables =
+      fromImage ? ReadImageTables(paths.image) : ReadFirmwareTables(paths.firmwareLocation);
+  if (!tables) ThrowSmbios(ErrorCode::kSmbiosNotFound, NotFoundDetail(paths));
+  return DecodeTables(*tables);
+}
+
+}  // namespace
+
+std::shared_ptr<const ResultMap> AnswerTreeFor(const SourcePaths& paths) {
+  const bool fromImage = ImageExists(paths.image);
+  const std::string key = fromImage ? "image:" + paths.image : "firmware:" + paths.firmwareLocation;
+  std::lock_guard<std::mutex> lock(gCacheMutex);
+  if (const auto cached = gCache.find(key); cached != gCache.end()) {
+    if (cached->second.error) throw *cached->second.error;
+    return cached->second.tree;
+  }
+  try {
+    auto tree = std::make_shared<const ResultMap>(ReadAndDecode(paths, fromImage));
+    gCache[key].tree = tree;
+    return tree;
+  } catch (const ResultStatus& status) {
+    if (Cacheable(status)) gCache[key].error = status;
+    throw;
+  }
+}
+
+}  // namespace Module::BIOSConfig

@@ -1,0 +1,30 @@
+#include "smbios_values.h"
+
+namespace Module::BIOSConfig {
+
+namespace {
+constexpr const char* kBlanks = " \t\r\n\v\f";
+}  // namespace
+
+std::string Decimal(uint64_t value) {
+  return std::to_string(value);
+}
+
+std::string NonZeroText(std::optional<uint64_t> value) {
+  return value && *value != 0 ? Decimal(*value) : kUnknown;
+}
+
+std::string CodeName(const Structure& s, size_t offset, const char* (*name)(uint8_t)) {
+  const std::optional<uint8_t> code = Field<uint8_t>(s, offset);
+  const char* text = code ? name(*code) : nullptr;
+  return text != nullptr ? text : kUnknown;
+}
+
+std::string StringText(const Structure& s, size_t offset) {
+  std::optional<std::string> text = StringField(s, offset);
+  if (!text) return kUnknown;
+  text->erase(text->find_last_not_of(kBlanks) + 1);
+  return *text;
+}
+
+}  // namespace Module::BIOSConfig
