@@ -1,6 +1,12 @@
 #include "common.h"
 
+#include <cstdint>
 #include <utility>
+
+#include "BIOSConfigModule.h"
+#include "BMCConfigModule.h"
+#include "ErrorReport.h"
+#include "XEngine.h"
 
 namespace Module::PlatformConfig {
 
@@ -41,6 +47,68 @@ std::string ToGenericPath(std::string path) {
     i = close;
   }
   return generic;
+}
+
+// The module's queries to its sibling modules: each call makes a fresh sibling object and
+// drops it afterwards, so nothing of a sibling is kept between queries.
+namespace {
+
+constexpr uint16_t kSiblingQueryFailed = 1034;
+constexpr ErrorSite kGetQuerySite{".\\common", "Module::PlatformConfig::GetQuery", 155};
+
+}  // namespace
+
+std::vector<std::string> GetQuery(const char* query, ResultMap& answer) {
+  const std::string text = query != nullptr ? query : "";
+  try {
+    const std::vector<std::string> steps = XEngine().ParseXQuery(text).TokenList();
+    if (!steps.empty()) {
+      if (steps.front() == "BMC") {
+        BMCConfig::BMCConfigModule().Process(text, answer);
+      } else if (steps.front() == "BIOS" || steps.front() == "SMBIOS") {
+        BIOSConfig::BIOSConfigModule().ProcessXQuery(text, answer);
+      }
+    }
+  } catch (const ResultStatus&) {
+    ReportError(kSiblingQueryFailed, kGetQuerySite);
+    return {""};
+  }
+  // The smallest key answers, whether or not it is the query's own path; callers pass a map
+  // that is empty or whose smallest key is the one they want.
+  return answer.empty() ? std::vector<std::string>() : answer.begin()->second.list;
+}
+
+std::string GetBIOSValue(std::string pathHead, std::string pathTail, NodeTree& /*tree*/) {
+  const std::string path = pathHead + pathTail;
+  ResultMap local;
+  BIOSConfig::BIOSConfigModule().ProcessXQuery(path, local);
+  auto it = local.find(path);
+  return it == local.end() || it->second.list.empty() ? std::string() : it->second.list.front();
+}
+
+void ImportBIOSSubtree(std::string prefix, std::string query, NodeTree& tree) {
+  ResultMap local;
+  BIOSConfig::BIOSConfigModule().ProcessXQuery(std::move(query), local);
+  for (const auto& [key, node] : local) {
+    auto copy = std::make_unique<_XNode>();
+    copy->kind = node.kind;
+    if (node.kind != XNODE_VALUE) {
+      for (const std::string& child : node.list) copy->list.push_back(RebaseKey(prefix, child));
+    } else if (!node.list.empty()) {
+      copy->list.push_back(node.list.front());
+    }
+    tree[RebaseKey(prefix, key)] = std::move(copy);
+  }
+}
+
+std::string RebaseKey(std::string prefix, std::string key) {
+  // A key without "]" keeps all but its first character, as the 32-bit position arithmetic
+  // of "not found" + 2 gives; a key ending in "]" has nothing after it.
+  const size_t bracket = key.rfind(']');
+  const size_t tailStart = bracket == std::string::npos ? 1 : bracket + 2;
+  const std::string tail = tailStart < key.size() ? key.substr(tailStart) : std::string();
+  const size_t slash = tail.rfind('/');
+  return slash == std::string::npos ? prefix : prefix + "/" + tail.substr(slash + 1);
 }
 
 }  // namespace Module::PlatformConfig

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "XNode.h"
 #include "platformconfig_export.h"
@@ -25,5 +26,23 @@ PLATFORMCONFIG_EXPORT void AddLeaf(std::string value, std::string path, NodeTree
 
 // Empties every index ("Name[3]" -> "Name[]"); predicates ("[@...]") are kept as they are.
 PLATFORMCONFIG_EXPORT std::string ToGenericPath(std::string path);
+
+// Sends query to the sibling module its first step names ("BMC"; "BIOS" or "SMBIOS") and
+// returns the value list of the first entry of answer in key order. A sibling that throws
+// gives [""] (error 1034 logged); a query no sibling answers gives an empty list.
+PLATFORMCONFIG_EXPORT std::vector<std::string> GetQuery(const char* query, ResultMap& answer);
+
+// The first value of the BIOS module's node pathHead + pathTail, or "" when it has none.
+// tree is not used. A ResultStatus thrown by the BIOS module reaches the caller.
+PLATFORMCONFIG_EXPORT std::string GetBIOSValue(std::string pathHead, std::string pathTail,
+                                               NodeTree& tree);
+
+// Copies every node of the BIOS module's answer to query into tree under RebaseKey(prefix, key);
+// leaves keep their first value only. A ResultStatus thrown by the BIOS module reaches the caller.
+PLATFORMCONFIG_EXPORT void ImportBIOSSubtree(std::string prefix, std::string query, NodeTree& tree);
+
+// prefix + the last step of key's text after its last "]/" (prefix alone when that text has
+// no further step): "/P" with "/A/B[3]/C/D" gives "/P/D", with "/A/B[3]/C" gives "/P".
+PLATFORMCONFIG_EXPORT std::string RebaseKey(std::string prefix, std::string key);
 
 }  // namespace Module::PlatformConfig
