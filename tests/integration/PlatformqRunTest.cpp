@@ -204,7 +204,9 @@ TEST(PlatformqCommandTest, OutputsAndExitStatuses) {
             unitsLine + unitsLine + unitsLine,
             ""},
            // The answered query is still printed next to the unanswered one.
-           {{units, "/BIOS/Foo"}, 1, units + " = MB\n", "no module answers \"/BIOS/Foo\"\n"},
+           {{units, "/Nowhere/Foo"}, 1, units + " = MB\n", "no module answers \"/Nowhere/Foo\"\n"},
+           // The BIOS module answers from the image; a path it does not hold answers nothing.
+           {{"--config-dir", SIM_DIR "/dual-socket-16dimm", "/BIOS/Foo"}, 1, "", ""},
            {{"--module", "/nonexistent", "/Platform/OS"}, 2, "", "cannot load module /nonexistent"},
            {{}, 64, "", "--help"},
            {{"--no-such-option", "/Platform/OS"}, 64, "", "--help"}}) {
