@@ -43,6 +43,11 @@ constexpr ErrorText kErrorTexts[] = {
     {2023, "The SMBIOS structure table is malformed (a structure is truncated, runs past the table, or the end-of-table structure is missing)."},
     {2024, "An SMBIOS structure refers to a string that its string set does not hold."},
     {2040, "The management controller cannot be reached: no answer source for BMC queries is available."},
+    {2060, "The EFI variable does not exist."},
+    {2061, "The EFI variable is larger than the buffer given for it; the size it needs is returned."},
+    {2062, "The EFI variable could not be read."},
+    {2063, "The EFI variable is malformed: it is shorter than its 4 attribute bytes."},
+    {2064, "The EFI variable request is invalid: no data buffer, or a name that cannot be looked up."},
 };
 
 const ErrorText* Find(uint16_t code) {

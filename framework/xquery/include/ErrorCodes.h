@@ -23,4 +23,11 @@ constexpr uint16_t kSmbiosBadStringIndex = 2024;
 // 2040-2059: the BMC and the management-bus driver.
 constexpr uint16_t kBmcUnreachable = 2040;
 
+// 2060-2069: EFI variables.
+constexpr uint16_t kEfiVariableNotFound = 2060;
+constexpr uint16_t kEfiBufferTooSmall = 2061;
+constexpr uint16_t kEfiVariableUnreadable = 2062;
+constexpr uint16_t kEfiVariableMalformed = 2063;
+constexpr uint16_t kEfiInvalidRequest = 2064;
+
 }  // namespace ErrorCode
