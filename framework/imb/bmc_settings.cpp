@@ -1,0 +1,224 @@
+#include "bmc_settings.h"
+
+#include <freeipmi/api/ipmi-api.h>
+#include <freeipmi/spec/ipmi-authentication-type-spec.h>
+#include <freeipmi/spec/ipmi-privilege-level-spec.h>
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <utility>
+#include <vector>
+
+namespace Ordix::Imb {
+
+namespace {
+
+constexpr unsigned kDefaultPort = 623;
+constexpr unsigned kDefaultTimeoutMs = 5000;
+constexpr unsigned kMinTimeoutMs = 50;
+constexpr unsigned kMaxTimeoutMs = 600000;
+constexpr unsigned kMaxPort = 65535;
+constexpr unsigned kMaxCipherSuite = 255;
+// FreeIPMI's own default; shorter only when the whole bound is shorter.
+constexpr unsigned kDefaultRetransmissionMs = 1000;
+
+template <typename T>
+using Names = std::vector<std::pair<const char*, T>>;
+
+const Names<uint8_t> kAuthenticationTypes = {
+    {"none", IPMI_AUTHENTICATION_TYPE_NONE},
+    {"md2", IPMI_AUTHENTICATION_TYPE_MD2},
+    {"md5", IPMI_AUTHENTICATION_TYPE_MD5},
+    {"password", IPMI_AUTHENTICATION_TYPE_STRAIGHT_PASSWORD_KEY},
+};
+
+const Names<uint8_t> kPrivilegeLevels = {
+    {"callback", IPMI_PRIVILEGE_LEVEL_CALLBACK}, {"user", IPMI_PRIVILEGE_LEVEL_USER},
+    {"operator", IPMI_PRIVILEGE_LEVEL_OPERATOR}, {"admin", IPMI_PRIVILEGE_LEVEL_ADMIN},
+    {"oem", IPMI_PRIVILEGE_LEVEL_OEM},
+};
+
+// The names FreeIPMI's own tools give these workarounds, so a setting found to work with them
+// can be copied here.
+const Names<unsigned> kLanWorkarounds = {
+    {"authcap", IPMI_WORKAROUND_FLAGS_OUTOFBAND_AUTHENTICATION_CAPABILITIES},
+    {"idzero", IPMI_WORKAROUND_FLAGS_OUTOFBAND_ACCEPT_SESSION_ID_ZERO},
+    {"forcepermsg", IPMI_WORKAROUND_FLAGS_OUTOFBAND_FORCE_PERMSG_AUTHENTICATION},
+    {"unexpectedauth", IPMI_WORKAROUND_FLAGS_OUTOFBAND_CHECK_UNEXPECTED_AUTHCODE},
+    {"endianseq", IPMI_WORKAROUND_FLAGS_OUTOFBAND_BIG_ENDIAN_SEQUENCE_NUMBER},
+    {"noauthcodecheck", IPMI_WORKAROUND_FLAGS_OUTOFBAND_NO_AUTH_CODE_CHECK},
+    {"nochecksumcheck", IPMI_WORKAROUND_FLAGS_OUTOFBAND_NO_CHECKSUM_CHECK},
+};
+
+const Names<unsigned> kLanPlusWorkarounds = {
+    {"authcap", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_AUTHENTICATION_CAPABILITIES},
+    {"supermicro20", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_SUPERMICRO_2_0_SESSION},
+    {"sun20", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_SUN_2_0_SESSION},
+    {"opensesspriv", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE},
+    {"integritycheckvalue", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_NON_EMPTY_INTEGRITY_CHECK_VALUE},
+    {"nochecksumcheck", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_NO_CHECKSUM_CHECK},
+};
+
+std::string Lower(std::string_view text) {
+  std::string out(text);
+  std::transform(out.begin(), out.end(), out.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return out;
+}
+
+std::string_view Trim(std::string_view text) {
+  const auto blank = [](char c) { return c == ' ' || c == '\t'; };
+  while (!text.empty() && blank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && blank(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+template <typename T>
+std::optional<T> Lookup(const Names<T>& names, std::string_view text) {
+  const std::string wanted = Lower(text);
+  for (const auto& [name, value] : names) {
+    if (wanted == name) return value;
+  }
+  return std::nullopt;
+}
+
+template <typename T>
+std::string Choices(const Names<T>& names) {
+  std::string out;
+  for (const auto& entry : names) out += (out.empty() ? "" : ", ") + std::string(entry.first);
+  return out;
+}
+
+// Whole decimal numbers in [low, high]; a sign, a fraction or trailing text is refused.
+std::optional<unsigned> ParseBounded(std::string_view text, unsigned low, unsigned high) {
+  unsigned value = 0;
+  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  if (value < low || value > high) return std::nullopt;
+  return value;
+}
+
+class Reader {
+ public:
+  explicit Reader(const SettingLookup& lookup) : lookup_(lookup) {}
+
+  std::string Text(const char* key) const { return std::string(Trim(lookup_(key))); }
+
+  template <typename T>
+  bool Name(const char* key, const Names<T>& names, T& out) {
+    const std::string text = Text(key);
+    if (text.empty()) return true;
+    if (const auto value = Lookup(names, text)) {
+      out = *value;
+      return true;
+    }
+    return Fail(key, text, "one of " + Choices(names));
+  }
+
+  bool Number(const char* key, unsigned low, unsigned high, unsigned& out) {
+    const std::string text = Text(key);
+    if (text.empty()) return true;
+    if (const auto value = ParseBounded(text, low, high)) {
+      out = *value;
+      return true;
+    }
+    return Fail(key, text,
+                "a whole number from " + std::to_string(low) + " to " + std::to_string(high));
+  }
+
+  bool Flags(const char* key, const Names<unsigned>& names, unsigned& out) {
+    std::string text = Text(key);
+    std::replace(text.begin(), text.end(), ',', ' ');
+    std::string_view rest = text;
+    while (!(rest = Trim(rest)).empty()) {
+      const size_t end = std::min(rest.find_first_of(" \t"), rest.size());
+      const std::string_view word = rest.substr(0, end);
+      rest.remove_prefix(end);
+      const auto flag = Lookup(names, word);
+      if (!flag) return Fail(key, std::string(word), "among " + Choices(names));
+      out |= *flag;
+    }
+    return true;
+  }
+
+  bool Fail(const char* key, const std::string& text, const std::string& expected) {
+    error = "[BMC] " + std::string(key) + " = \"" + text + "\" is not " + expected;
+    return false;
+  }
+
+  std::string error;
+
+ private:
+  const SettingLookup& lookup_;
+};
+
+}  // namespace
+
+std::optional<Interface> ParseInterface(std::string_view name) {
+  static const Names<Interface> kInterfaces = {
+      {"inband", Interface::kInband}, {"lan", Interface::kLan}, {"lanplus", Interface::kLanPlus}};
+  return Lookup(kInterfaces, Trim(name));
+}
+
+std::string HostWithPort(const std::string& host, unsigned port) {
+  const std::string suffix = ":" + std::to_string(port);
+  if (!host.empty() && host.front() == '[') {
+    return host.find("]:") != std::string::npos ? host : host + suffix;
+  }
+  const auto colons = std::count(host.begin(), host.end(), ':');
+  if (colons == 1) return host;                      // already "name:port"
+  if (colons > 1) return "[" + host + "]" + suffix;  // a bare IPv6 address
+  return host + suffix;
+}
+
+SessionTimeouts TimeoutsFor(unsigned timeoutMs) {
+  const unsigned session = std::max(timeoutMs / 2, 2U);
+  return {session, std::min(kDefaultRetransmissionMs, session / 2)};
+}
+
+SettingsResult ParseBmcSettings(const SettingLookup& lookup) {
+  Reader read(lookup);
+  BmcSettings s;
+  s.authenticationType = IPMI_AUTHENTICATION_TYPE_MD5;
+  s.privilegeLevel = IPMI_PRIVILEGE_LEVEL_ADMIN;
+  unsigned port = kDefaultPort;
+  unsigned cipherSuite = s.cipherSuite;
+  unsigned timeout = kDefaultTimeoutMs;
+
+  const std::string interfaceText = read.Text("Interface");
+  if (!interfaceText.empty()) {
+    const auto chosen = ParseInterface(interfaceText);
+    if (!chosen) {
+      read.Fail("Interface", interfaceText, "inband, lan or lanplus");
+      return {std::nullopt, read.error};
+    }
+    s.interface = *chosen;
+  }
+  const bool ok =
+      read.Name("AuthType", kAuthenticationTypes, s.authenticationType) &&
+      read.Name("Privilege", kPrivilegeLevels, s.privilegeLevel) &&
+      read.Number("Port", 1, kMaxPort, port) &&
+      read.Number("CipherSuite", 0, kMaxCipherSuite, cipherSuite) &&
+      read.Number("TimeoutMs", kMinTimeoutMs, kMaxTimeoutMs, timeout) &&
+      (s.interface == Interface::kInband ||
+       read.Flags("Workarounds",
+                  s.interface == Interface::kLan ? kLanWorkarounds : kLanPlusWorkarounds,
+                  s.workaroundFlags));
+  if (!ok) return {std::nullopt, read.error};
+
+  s.cipherSuite = static_cast<uint8_t>(cipherSuite);
+  s.timeoutMs = timeout;
+  s.user = read.Text("User");
+  s.password = lookup("Password");  // blanks may belong to a password
+  const std::string device = read.Text("Device");
+  if (!device.empty()) s.device = device;
+  const std::string host = read.Text("Host");
+  if (s.interface != Interface::kInband) {
+    if (host.empty()) return {std::nullopt, "[BMC] Host is required for a LAN interface"};
+    s.host = HostWithPort(host, port);
+  }
+  return {s, {}};
+}
+
+}  // namespace Ordix::Imb
