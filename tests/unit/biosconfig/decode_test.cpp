@@ -1,14 +1,19 @@
-// Entry points, image splitting and the structure walk on hand-made bytes, damaged ones
-// included: every damage must give its code and say where, never read past the bytes.
+// From bytes to the answer tree: its shape and the encodings easy to get wrong, and every kind
+// of damage. The integration tests compare every path with an independent decoder.
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "ErrorCodes.h"
-#include "ExpectStatus.h"
 #include "SmbiosBuilder.h"
 #include "smbios_answers.h"
 #include "smbios_entry_point.h"
-#include "smbios_structures.h"
+
+// Kind and list make a node; the attributes are not part of the answer.
+bool operator==(const _XNode& a, const _XNode& b) {
+  return a.kind == b.kind && a.list == b.list;
+}
 
 namespace {
 
@@ -16,149 +21,188 @@ using namespace SmbiosTest;
 using namespace Module::BIOSConfig;
 namespace Code = ErrorCode;
 
-// Recompute the checksums of an entry point after a deliberate change, so that only the
-// change is wrong. They cover the standard lengths whatever the length byte says.
-Bytes Outer2(Bytes ep) {
-  ep[4] = 0;
-  ep[4] = Checksum(ep, 0, 0x1F);
-  return ep;
-}
-Bytes Refresh2(Bytes ep) {
-  ep[0x15] = 0;
-  ep[0x15] = Checksum(ep, 0x10, 0x0F);
-  return Outer2(ep);
-}
-Bytes Refresh3(Bytes ep) {
-  ep[5] = 0;
-  ep[5] = Checksum(ep, 0, 0x18);
-  return ep;
-}
-Bytes With(Bytes bytes, size_t offset, uint8_t value) {
-  bytes[offset] = value;
-  return bytes;
-}
-
-const Bytes kBios = Record(0, 0x0000, 0x18).U8(4, 1).Strings({"Acme"});
-
-TEST(EntryPoint, BothLayoutsGiveVersionTableAndCount) {
-  const auto fields = [](const EntryPoint& ep) {
-    return std::make_tuple(ep.Version(), ep.isVersion3, int{ep.length}, uint64_t{ep.tableLength},
-                           ep.tableAddress, int{ep.structureCount});
-  };
-  EXPECT_EQ(fields(DecodeEntryPoint(EntryPoint2(0x123, 7, 2, 7))),
-            std::make_tuple(uint16_t{0x0207}, false, 0x1F, uint64_t{0x123}, uint64_t{0x20}, 7));
-  // An image runs on past its entry point.
-  EXPECT_EQ(
-      fields(DecodeEntryPoint(Image(EntryPoint3(0x4000, 0x123456789A), {1, 2, 3}))),
-      std::make_tuple(uint16_t{0x0304}, true, 0x18, uint64_t{0x4000}, uint64_t{0x123456789A}, 0));
-}
-
-TEST(EntryPoint, BadAnchorLengthOrChecksumIsMalformed) {
-  const Bytes ep2 = EntryPoint2(0x100, 3);
-  const Bytes ep3 = EntryPoint3(0x100);
-  const std::vector<std::tuple<const char*, Bytes, const char*>> cases = {
-      {"empty", {}, "anchor"},
-      {"anchor only, cut", {'_', 'S', 'M', '_'}, "length byte"},
-      {"unknown anchor", Refresh2(With(ep2, 1, 'X')), "anchor"},
-      {"2.x checksum", With(ep2, 4, static_cast<uint8_t>(ep2[4] + 1)), "checksum"},
-      {"2.x intermediate anchor", Refresh2(With(ep2, 0x11, 'X')), "_DMI_"},
-      {"2.x intermediate checksum", Outer2(With(ep2, 0x16, 0x55)), "intermediate checksum"},
-      {"2.x length too short", Refresh2(With(ep2, 5, 0x1E)), "length 0x1e"},
-      {"2.x length too long", Refresh2(With(ep2, 5, 0x40)), "length 0x40"},
-      {"2.x cut short", Bytes(ep2.begin(), ep2.end() - 1), "only 30 bytes"},
-      {"3.x checksum", With(ep3, 0x0C, 0x01), "checksum"},
-      {"3.x length too short", Refresh3(With(ep3, 6, 0x10)), "length 0x10"},
-      {"3.x cut short", Bytes(ep3.begin(), ep3.begin() + 0x10), "only 16 bytes"},
-  };
-  for (const auto& [name, bytes, detail] : cases) {
-    ExpectStatus([&] { DecodeEntryPoint(bytes); }, Code::kSmbiosEntryPointMalformed, detail, name);
-  }
-}
-
-TEST(SplitImage, TableAtTheAddressMustLieInsideTheImage) {
-  const Bytes table = Join({kBios, EndOfTable()});
-  const Bytes ep2 = EntryPoint2(table.size(), 2);
-  // A 2.x table is exactly its length, trailing bytes dropped.
-  SmbiosTables split = SplitImage(Image(ep2, Join({table, {0xAA, 0xBB}})));
-  EXPECT_EQ(split.entryPoint, ep2);
-  EXPECT_EQ(split.table, table);
-  // A 3.x table may end before its maximum size.
-  split = SplitImage(Image(EntryPoint3(table.size() + 500), table));
-  EXPECT_EQ(split.table, table);
-
-  const Bytes shortTable(table.begin(), table.end() - 1);
-  ExpectStatus([&] { SplitImage(Image(ep2, shortTable)); }, Code::kSmbiosTableMalformed,
-               "runs past the image end", "2.x table cut");
-  ExpectStatus([&] { SplitImage(Image(EntryPoint3(table.size(), 0x1000), table)); },
-               Code::kSmbiosTableMalformed, "lies past the image end", "3.x address outside");
-  ExpectStatus([&] { SplitImage(Image(EntryPoint3(table.size(), ~uint64_t{0}), table)); },
-               Code::kSmbiosTableMalformed, "lies past the image end", "3.x address 2^64-1");
-}
-
-TEST(WalkTable, StructuresInOrderWithTheirStringsUpToTheEnd) {
-  const Bytes first = Record(4, 0x0040, 0x1A).Strings({"CPU1", "Acme Corp"});
-  Bytes leadNul = Record(1, 0x0001, 8);
-  leadNul.resize(8);
-  leadNul.insert(leadNul.end(), {0, 'x', 0, 0});  // a set that starts with NUL holds nothing
-  const Bytes table = Join({first, leadNul, EndOfTable(), kBios});  // kBios lies past the end
-  const std::vector<Structure> s = WalkTable(table, DecodeEntryPoint(EntryPoint3(table.size())));
-  ASSERT_EQ(s.size(), 3U);
-  EXPECT_EQ(std::make_tuple(s[0].number, s[0].offset, s[0].type, s[0].handle, s[0].end),
-            std::make_tuple(size_t{1}, size_t{0}, uint8_t{4}, uint16_t{0x40}, first.size()));
-  EXPECT_EQ(s[0].strings, (std::vector<std::string>{"CPU1", "Acme Corp"}));
-  EXPECT_EQ(s[0].formatted.size(), 0x1AU);
-  EXPECT_EQ(s[1].offset, first.size());
-  EXPECT_TRUE(s[1].strings.empty());
-  EXPECT_EQ(s[2].type, kEndOfTableType);
-
-  // 2.x: the structure count ends a table that has no end-of-table structure.
-  const Bytes counted = Join({first, kBios});
-  EXPECT_EQ(WalkTable(counted, DecodeEntryPoint(EntryPoint2(counted.size(), 2))).size(), 2U);
-}
-
-// Each damage through the whole decoder, with what its detail must point at.
-TEST(DecodeTables, EachCorruptionGivesItsCodeAndWhere) {
-  const Bytes cpu = Record(4, 0x0040, 0x1A).U8(4, 1).Strings({"CPU1"});
-  const auto v3 = [](const Bytes& table) { return SmbiosTables{EntryPoint3(table.size()), table}; };
-  const auto v2 = [](const Bytes& table, size_t count) {
-    return SmbiosTables{EntryPoint2(table.size(), count), table};
-  };
-  const Bytes area = Record(17, 0x0011, 0x28);
-  const Bytes unterminated = Join({cpu, Bytes(area.begin(), area.begin() + 0x28), {'A', 0}});
-  const std::vector<std::tuple<const char*, SmbiosTables, uint16_t, std::string>> cases = {
-      {"bad checksum",
-       {With(EntryPoint3(64), 5, 0), Join({cpu, EndOfTable()})},
-       Code::kSmbiosEntryPointMalformed,
-       "checksum"},
-      {"zero length", v3(Join({cpu, {4, 0, 0x11, 0, 0, 0}, EndOfTable()})),
-       Code::kSmbiosTableMalformed,
+// Each damage decoded as the module decodes an image. The images are exactly as long as the
+// damage leaves them, so that the sanitizers catch a read past them.
+TEST(DecodeTables, EachDamageGivesItsCodeAndSaysWhere) {
+  const Bytes cpu = Record(4, 0x0040, 0x1A, {{4, 1}}, {"CPU1"});  // 0x20 bytes
+  const Bytes bios = Record(0, 0, 0x18, {{4, 1}}, {"Acme"}), good = Join({cpu, kEndOfTable});
+  const Bytes dimm = Record(17, 0x0011, 0x28), area(dimm.begin(), dimm.begin() + 0x28);
+  const Bytes ep2 = EntryPoint2(0x100, 3), ep3 = EntryPoint3(0x100);
+  const auto with = [](Bytes bytes, size_t at, int value) { return Put(bytes, at, value); };
+  const auto v3 = [](const Bytes& table) { return Image(EntryPoint3(table.size()), table); };
+  const auto v2 = [](const Bytes& t, size_t n) { return Image(EntryPoint2(t.size(), n), t); };
+  const uint16_t ep = Code::kSmbiosEntryPointMalformed, table = Code::kSmbiosTableMalformed,
+                 index = Code::kSmbiosBadStringIndex;
+  // clang-format off
+  const std::vector<std::tuple<const char*, Bytes, uint16_t, std::string>> cases = {
+      {"empty", {}, ep, "anchor"},
+      {"anchor only", {'_', 'S', 'M', '_'}, ep, "length byte"},
+      {"unknown anchor", Seal2(with(ep2, 1, 'X')), ep, "anchor"},
+      {"2.x checksum", with(ep2, 4, ep2[4] + 1), ep, "checksum"},
+      {"2.x intermediate anchor", Seal2(with(ep2, 0x11, 'X')), ep, "_DMI_"},
+      {"2.x intermediate checksum", Seal(with(ep2, 0x16, 0x55), 4, 0, 0x1F), ep, "intermediate"},
+      {"2.x length too short", Seal2(with(ep2, 5, 0x1E)), ep, "length 0x1e at 0x5 is outside"},
+      {"2.x length too long", Seal2(with(ep2, 5, 0x40)), ep, "length 0x40 at 0x5 is outside"},
+      {"2.x cut short", Bytes(ep2.begin(), ep2.end() - 1), ep, "only 30 bytes"},
+      {"3.x checksum", with(ep3, 0x0C, 1), ep, "checksum"},
+      {"3.x length too short", Seal(with(ep3, 6, 0x10), 5, 0, 0x18), ep, "0x10 at 0x6 is outside"},
+      {"3.x cut short", Bytes(ep3.begin(), ep3.begin() + 0x10), ep, "only 16 bytes"},
+      // Past 4 GiB, so that an address cut to 32 bits would land on the table.
+      {"3.x address past the image", Image(EntryPoint3(0x100, 1ULL << 32 | 0x20), good), table,
+       "address 0x100000020 lies past the image end"},
+      {"3.x address 2^64-1", Image(EntryPoint3(0x100, ~0ULL), good), table, "lies past"},
+      {"2.x table past the end", Image(EntryPoint2(good.size() + 1, 0), good), table, "runs past"},
+      {"zero length", v3(Join({cpu, {4, 0, 0x11, 0, 0, 0}, kEndOfTable})), table,
        "structure 2 (type 4, handle 0x0011) at offset 0x20 has length 0"},
-      {"length 3", v3(Join({{4, 3, 0x11, 0, 0, 0}, EndOfTable()})), Code::kSmbiosTableMalformed,
-       "has length 3"},
-      {"runs past", v3(Join({cpu, Bytes(area.begin(), area.begin() + 0x20)})),
-       Code::kSmbiosTableMalformed,
+      {"length 3", v3(Join({{4, 3, 0x11, 0, 0, 0}, kEndOfTable})), table, "has length 3"},
+      {"runs past the table", v3(Join({cpu, Bytes(area.begin(), area.begin() + 0x20)})), table,
        "structure 2 (type 17, handle 0x0011) at offset 0x20 runs past the table end 0x40"},
-      {"header cut", v3(Join({cpu, {17, 0x28}})), Code::kSmbiosTableMalformed,
-       "structure 2 at offset 0x20: its header runs past"},
-      {"unterminated strings", v3(unterminated), Code::kSmbiosTableMalformed,
-       "string set at 0x48 is not terminated"},
-      {"formatted area only", v3(Join({cpu, Bytes(area.begin(), area.begin() + 0x28)})),
-       Code::kSmbiosTableMalformed, "not terminated"},
-      {"no end of table", v3(Join({cpu, kBios})), Code::kSmbiosTableMalformed,
-       "after 2 structures without an end-of-table"},
-      {"2.x count beyond", v2(Join({cpu, kBios}), 3), Code::kSmbiosTableMalformed,
-       "after 2 structures"},
-      {"2.x table short",
-       {EntryPoint2(0x100, 0), Join({cpu, EndOfTable()})},
-       Code::kSmbiosTableMalformed,
-       "the table holds 38 bytes; the entry point gives 256"},
-      {"empty table", v3({}), Code::kSmbiosTableMalformed, "after 0 structures"},
-      {"string index",
-       v3(Join({Record(4, 0x0040, 0x1A).U8(0x10, 2).Strings({"CPU1"}), EndOfTable()})),
-       Code::kSmbiosBadStringIndex, "handle 0x0040) at offset 0x0 names string 2 at 0x10"},
+      {"header cut", v3(Join({cpu, {17, 0x28}})), table, "2 at offset 0x20: its header runs past"},
+      {"unterminated", v3(Join({cpu, area, {'A', 0}})), table, "set at 0x48 is not terminated"},
+      {"formatted area only", v3(Join({cpu, area})), table, "not terminated"},
+      {"no end of table", v3(Join({cpu, bios})), table, "after 2 structures without an end-of"},
+      {"2.x count beyond", v2(Join({cpu, bios}), 3), table, "after 2 structures"},
+      {"empty table", v3({}), table, "after 0 structures"},
+      {"string index", v3(Join({Record(4, 0x40, 0x1A, {{0x10, 2}}, {"CPU1"}), kEndOfTable})),
+       index, "handle 0x0040) at offset 0x0 names string 2 at 0x10"},
+      // A set whose first byte is NUL holds no strings, whatever text follows.
+      {"set led by NUL", v3(Join({Bytes(bios.begin(), bios.begin() + 0x18), {0, 'A', 0, 0},
+                                  kEndOfTable})), index, "names string 1 at 0x4 but holds 0"}};
+  // clang-format on
+  for (const auto& [name, image, code, detail] : cases) {
+    ExpectStatus(code, detail, name, [&] { DecodeTables(SplitImage(image)); });
+  }
+  // A firmware export hands over the table alone, shorter than a 2.x entry point may say.
+  const SmbiosTables cut{EntryPoint2(0x100, 0), good};
+  ExpectStatus(table, "holds 38 bytes; the entry point gives 256", "2.x",
+               [&] { DecodeTables(cut); });
+}
+
+// A server board: three processors (current, one with Family 2 and Count 2 fields, one of
+// SMBIOS 2.0's size), arrays for system and video memory with their devices interleaved, and
+// sizes and speeds in each of their encodings. No end-of-table structure: callers add one.
+// clang-format off
+Bytes ServerBody() {
+  return Join({
+      Record(0, 0, 0x18, {{4, 1}, {5, 2}, {8, 3}}, {"Acme Firmware \t ", "2.14.1", "03/15/2023"}),
+      Record(4, 0x40, 0x30, {{5, 3}, {6, 0xB3}, {0x18, 0x41}, {0x23, 28}, {0x28, 0xB3, 2}}),
+      Record(4, 0x41, 0x30, {{5, 3}, {6, 0xFE}, {0x23, 0xFF}, {0x25, 0xFF}, {0x28, 0x6B, 2},
+                             {0x2A, 128, 2}, {0x2E, 256, 2}}),
+      Record(4, 0x42, 0x1A, {{5, 4}, {6, 0x99}, {0x18, 0x45}}),
+      Record(16, 0x1000, 0x17, {{4, 3}, {5, 3}, {6, 6}, {7, 0x80000000, 4}, {0x0D, 4, 2},
+                                {0x0F, 1ULL << 42, 8}}),
+      Record(16, 0x1001, 0x17, {{4, 3}, {5, 4}, {6, 3}, {7, 1 << 20, 4}, {0x0D, 1, 2}}),  // video
+      Record(16, 0x1002, 0x0F, {{4, 0xA3}, {5, 3}, {6, 3}, {7, 2097152, 4}, {0x0D, 2, 2}}),
+      Record(17, 0x1100, 0x28, {{4, 0x1000, 2}, {0x0C, 16384, 2}, {0x13, 1 << 7 | 1 << 13, 2}}),
+      Record(17, 0x1101, 0x5C, {{4, 0x1000, 2}, {8, 0xFFFF, 2}, {0x0C, 0x7FFF, 2},
+                                {0x13, 1 << 7 | 1 << 14, 2}, {0x15, 0xFFFF, 2},
+                                {0x1C, 0x80010000, 4}, {0x20, 0xFFFF, 2}, {0x54, 8800, 4}}),
+      Record(17, 0x1102, 0x28, {{4, 0x1001, 2}, {0x0C, 512, 2}}),  // in the video array
+      Record(17, 0x1104, 0x22, {{4, 0x1002, 2}, {0x0C, 0x8800, 2}, {0x20, 2400, 2}}),
+      Record(17, 0x1103, 0x15, {{4, 0x1000, 2}}),
+      // Cut between the two extended speeds, so it has neither.
+      Record(17, 0x1105, 0x58, {{4, 0x1002, 2}, {0x0C, 0xFFFF, 2}, {0x15, 0xFFFF, 2},
+                                {0x54, 4800, 4}}),
+      Record(17, 0x1106, 0x1C, {{4, 0x1000, 2}, {0x0C, 0x7FFF, 2}})});
+}
+// clang-format on
+
+// The steps under path, from a space-separated list.
+Texts Under(const std::string& path, const std::string& steps) {
+  Texts paths;
+  std::istringstream in(steps);
+  for (std::string step; in >> step;) paths.push_back(path + "/" + step);
+  return paths;
+}
+
+TEST(DecodeTables, ShapeAndEncodingsOfAServerTable) {
+  const Bytes body = ServerBody();
+  // 3.x: ends at its end-of-table structure, short of its maximum size, before bytes that
+  // would not walk. 2.x: ends by its count of 14 structures.
+  const Bytes table3 = Join({body, kEndOfTable, {0xFF, 0xFF}});
+  const ResultMap tree = DecodeTables(SplitImage(Image(EntryPoint3(table3.size() + 64), table3)));
+  EXPECT_EQ(tree, DecodeTables({EntryPoint2(body.size(), 14), body}));
+
+  const std::string cpus = "/SMBIOS/Type4", arrays = "/SMBIOS/MemoryArray";
+  const std::string a1 = arrays + "[1]", a2 = arrays + "[2]", d1 = a1 + "/MemoryDevice[1]";
+  // clang-format off
+  const std::string arrayLeaves = "Location Use MemoryErrorCorrection MaximumCapacity "
+                                  "NumMemoryDevices MemoryDevice[1] MemoryDevice[2]";
+  const std::vector<std::pair<std::string, Texts>> elements = {
+      {"/BIOS", Under("/BIOS", "Vendor Version ReleaseDate")},
+      {"/SMBIOS", {cpus, arrays}},
+      {cpus, Under("/SMBIOS", "Type4[1] Type4[2] Type4[3]")},
+      {cpus + "[1]", Under(cpus + "[1]", "SocketDesignation ProcessorType ProcessorFamily "
+           "ProcessorManufacturer ProcessorVersion ClockFrequency MaxSpeed CurrentSpeed Status "
+           "SerialNumber PartNumber CoreCount CoreEnabled ThreadCount")},
+      // The video memory array is left out and the numbering stays dense.
+      {arrays, Under("/SMBIOS", "MemoryArray[1] MemoryArray[2] MemoryArray/TotalNoOfArray")},
+      {a1, Under(a1, arrayLeaves + " MemoryDevice[3] MemoryDevice[4]")},
+      {a2, Under(a2, arrayLeaves)},
+      {d1, Under(d1, "MemoryArrayHandle Handle TotalWidth DataWidth Size FormFactor DeviceLocator "
+           "BankLocator MemoryType TypeDetail Speed ConfiguredSpeed Manufacturer SerialNumber "
+           "PartNumber")},
+      {d1 + "/TypeDetail", Under(d1 + "/TypeDetail", "Synchronous Registered")},
+      {a1 + "/MemoryDevice[3]/TypeDetail", {}}};
+  const std::string d = "MemoryArray[1]/MemoryDevice[", e = "MemoryArray[2]/MemoryDevice[";
+  // Values, under /SMBIOS unless absolute.
+  const std::vector<std::pair<std::string, std::string>> values = {
+      {"/BIOS/Vendor", "Acme Firmware"}, {"Type4[1]/ProcessorFamily", "Xeon"},
+      {"Type4[1]/Status", "Populated: Yes, Enabled"}, {"Type4[1]/CoreCount", "28"},
+      {"Type4[2]/ProcessorFamily", "Zen"}, {"Type4[2]/CoreCount", "128"},
+      {"Type4[2]/ThreadCount", "256"}, {"Type4[2]/CurrentSpeed", "Unknown"},
+      {"Type4[2]/ProcessorVersion", ""}, {"Type4[2]/Status", "Populated: No, Unknown"},
+      {"Type4[3]/Status", "Populated: Yes, Unknown"}, {"Type4[3]/CoreCount", "Unknown"},
+      {"MemoryArray/TotalNoOfArray", "2"}, {"MemoryArray[1]/MaximumCapacity", "4194304"},
+      {"MemoryArray[2]/MaximumCapacity", "2048"}, {d + "1]/Size", "16384"},
+      {d + "1]/TypeDetail/Registered", "Yes"}, {d + "2]/TotalWidth", "Unknown"},
+      {d + "2]/DataWidth", "Unknown"}, {d + "2]/Size", "65536"}, {d + "2]/Speed", "8800"},
+      {d + "2]/ConfiguredSpeed", "Unknown"}, {d + "3]/Handle", "0x1103"}, {d + "3]/Size", "0"},
+      {d + "4]/Size", "32767"}, {e + "1]/MemoryArrayHandle", "0x1002"}, {e + "1]/Size", "2"},
+      {e + "1]/Handle", "0x1104"}, {e + "1]/Speed", "Unknown"}, {e + "2]/Size", "Unknown"},
+      {e + "2]/Speed", "Unknown"}};
+  // clang-format on
+  const auto expect = [&tree](const std::string& path, uint32_t kind, const Texts& list) {
+    ASSERT_EQ(tree.count(path), 1U) << path;
+    EXPECT_EQ(tree.at(path).kind, kind) << path;
+    EXPECT_EQ(tree.at(path).list, list) << path;
   };
-  for (const auto& [name, tables, code, detail] : cases) {
-    ExpectStatus([&] { DecodeTables(tables); }, code, detail, name);
+  for (const auto& [path, children] : elements) expect(path, XNODE_ELEMENT, children);
+  for (const auto& [step, value] : values) {
+    expect((step[0] == '/' ? "" : "/SMBIOS/") + step, XNODE_VALUE, {value});
+  }
+  // Nothing more: /BIOS and its leaves, the three roots, three processors, TotalNoOfArray,
+  // two arrays, six devices with their type detail, and four type-detail bits.
+  EXPECT_EQ(tree.size(), 4 + 3 + 3 * 15 + 1 + 2 * 6 + 6 * 16 + 4U);
+}
+
+TEST(DecodeTables, WithoutBiosProcessorsOrSystemMemoryTheRootsStay) {
+  const Bytes table = Join({Record(16, 0x1001, 0x17, {{5, 4}}), kEndOfTable});
+  const ResultMap tree = DecodeTables({EntryPoint3(0x100), table});
+  EXPECT_EQ(tree.size(), 4U);  // /SMBIOS, its two elements and TotalNoOfArray
+  EXPECT_EQ(tree.at("/SMBIOS/Type4").list, Texts{});
+  EXPECT_EQ(tree.at("/SMBIOS/MemoryArray/TotalNoOfArray").list, Texts{"0"});
+}
+
+// Family codes that need more than the table: Family 2, the maker, the SMBIOS version.
+TEST(ProcessorFamily, Family2MakerAndVersionDecideAmbiguousCodes) {
+  // Family, structure length, SMBIOS 2.minor, Family 2, maker, expected.
+  // clang-format off
+  using Case = std::tuple<uint8_t, uint8_t, uint8_t, uint16_t, const char*, const char*>;
+  const std::vector<Case> cases = {
+      {0xFE, 0x2A, 8, 0x118, "-", "ARM"}, {0xFE, 0x30, 8, 0x200, "-", "RV32"},
+      {0xFE, 0x28, 8, 0x6B, "-", "Other"} /* no Family 2 */, {0x16, 0x30, 8, 0, "-", "Other"},
+      {0xBE, 0x30, 8, 0, "Intel(R) Corporation", "Core 2"}, {0xBE, 0x30, 8, 0, "intel", "Core 2"},
+      {0xBE, 0x30, 8, 0, "Advanced Micro Devices, AMD", "K7"}, {0x30, 0x1A, 0, 0, "Acme", "Alpha"},
+      {0xBE, 0x30, 8, 0, "Acme", "Core 2 or K7"}, {0x30, 0x1A, 1, 0, "GenuineIntel", "Alpha"},
+      {0x30, 0x1A, 0, 0, "GenuineIntel", "Pentium Pro"}};
+  // clang-format on
+  for (const auto& [family, length, minor, family2, maker, expected] : cases) {
+    const Bytes table = Join(
+        {Record(4, 0x40, length, {{6, family}, {7, 1}, {0x28, family2, 2}}, {maker}), kEndOfTable});
+    const ResultMap tree = DecodeTables({EntryPoint2(table.size(), 0, minor), table});
+    EXPECT_EQ(tree.at("/SMBIOS/Type4[1]/ProcessorFamily").list, Texts{expected})
+        << maker << " " << int{family} << " " << family2;
   }
 }
 

@@ -1,5 +1,5 @@
-// The module as its callers use it: tables from an image named in the settings or from a
-// firmware directory, the process-wide cache, and the answering of queries.
+// The module as its callers use it: tables from the image the settings name or from a
+// firmware directory, the process-wide cache, and queries against the answer tree.
 
 #include <gtest/gtest.h>
 
@@ -7,54 +7,29 @@
 
 #include "BIOSConfigModule.h"
 #include "ErrorCodes.h"
-#include "ExpectStatus.h"
 #include "Settings.h"
 #include "SmbiosBuilder.h"
 #include "TempDir.h"
-#include "answer_tree.h"
 #include "smbios_cache.h"
-#include "smbios_source.h"
 
 namespace {
 
 using namespace SmbiosTest;
-using Module::BIOSConfig::BIOSConfigModule;
-using TestSupport::ScopedEnv;
+using Module::BIOSConfig::AnswerTreeFor;
 using TestSupport::TempDir;
-using Texts = std::vector<std::string>;
 namespace Code = ErrorCode;
 
 Bytes SmallTable(const std::string& vendor) {
-  return Join({Record(0, 0, 0x18).U8(4, 1).U8(5, 2).Strings({vendor, "1.0"}),
-               Record(4, 0x40, 0x1A).U8(4, 1).U8(5, 3).U8(6, 0xB3).Strings({"CPU1"}),
-               EndOfTable()});
+  return Join({Record(0, 0, 0x18, {{4, 1}, {5, 2}}, {vendor, "1.0"}),
+               Record(4, 0x40, 0x1A, {{4, 1}, {5, 3}, {6, 0xB3}}, {"CPU1"}), kEndOfTable});
 }
 
-Bytes SmallImage(const std::string& vendor) {
-  const Bytes table = SmallTable(vendor);
-  return Image(EntryPoint3(table.size()), table);
+std::string SmallImage(const std::string& vendor) {
+  return Text(Image(EntryPoint3(0x100), SmallTable(vendor)));
 }
 
-// A settings directory whose [SMBIOS] Image names image (written there unless empty).
-class ImageSettings {
- public:
-  explicit ImageSettings(const Bytes& image)
-      : imagePath_(dir_.Path() + "/tables.bin"), env_("ORDIX_CONFIG_DIR", dir_.Path()) {
-    dir_.Write(Ordix::Settings::kFileName, "[SMBIOS]\nImage=" + imagePath_ + "\n");
-    if (!image.empty()) dir_.Write("tables.bin", Text(image));
-  }
-  const std::string& ImagePath() const { return imagePath_; }
-  const TempDir& Dir() const { return dir_; }
-
- private:
-  TempDir dir_;
-  std::string imagePath_;
-  ScopedEnv env_;
-};
-
-ResultMap Ask(const std::string& query) {
-  ResultMap answer;
-  BIOSConfigModule().ProcessXQuery(query, answer);
+ResultMap Ask(const std::string& query, ResultMap answer = {}) {
+  Module::BIOSConfig::BIOSConfigModule().ProcessXQuery(query, answer);
   return answer;
 }
 
@@ -64,11 +39,13 @@ Texts Keys(const ResultMap& answer) {
   return keys;
 }
 
-TEST(BIOSConfigModule, AnswersFromTheConfiguredImage) {
-  const ImageSettings settings(SmallImage("Acme  "));
-  const ResultMap vendor = Ask("/BIOS/Vendor");
-  ASSERT_EQ(vendor.size(), 1U);
-  EXPECT_EQ(vendor.at("/BIOS/Vendor").list, Texts{"Acme"});
+TEST(BIOSConfigModule, AnswersQueriesFromTheImageTheSettingsName) {
+  const TempDir dir;
+  const TestSupport::ScopedEnv env("ORDIX_CONFIG_DIR", dir.Path());
+  const std::string image = dir.Write("tables.bin", SmallImage("Acme  "));
+  dir.Write(Ordix::Settings::kFileName, "[SMBIOS]\nImage=" + image + "\n");
+  EXPECT_EQ(Keys(Ask("/BIOS/Vendor")), Texts{"/BIOS/Vendor"});
+  EXPECT_EQ(Ask("/BIOS/Vendor").at("/BIOS/Vendor").list, Texts{"Acme"});
   // An element brings everything below it; leaf values are not followed as paths.
   EXPECT_EQ(Keys(Ask("/BIOS")),
             (Texts{"/BIOS", "/BIOS/ReleaseDate", "/BIOS/Vendor", "/BIOS/Version"}));
@@ -76,72 +53,58 @@ TEST(BIOSConfigModule, AnswersFromTheConfiguredImage) {
   // Empty steps are dropped, as the framework splits paths.
   EXPECT_EQ(Ask("//SMBIOS//Type4[1]/ProcessorFamily/").at("/SMBIOS/Type4[1]/ProcessorFamily").list,
             Texts{"Xeon"});
-}
-
-TEST(BIOSConfigModule, ChildrenStepGivesTheElementAlone) {
-  const ImageSettings settings(SmallImage("Acme"));
-  const ResultMap answer = Ask("/SMBIOS/MemoryArray/@children");
-  ASSERT_EQ(Keys(answer), Texts{"/SMBIOS/MemoryArray"});
-  EXPECT_EQ(answer.at("/SMBIOS/MemoryArray").list, Texts{"/SMBIOS/MemoryArray/TotalNoOfArray"});
+  // @children gives the element alone, with its list; a leaf has none.
+  const ResultMap arrays = Ask("/SMBIOS/MemoryArray/@children");
+  ASSERT_EQ(Keys(arrays), Texts{"/SMBIOS/MemoryArray"});
+  EXPECT_EQ(arrays.at("/SMBIOS/MemoryArray").list, Texts{"/SMBIOS/MemoryArray/TotalNoOfArray"});
   EXPECT_EQ(Keys(Ask("/BIOS/@children")), Texts{"/BIOS"});
-  EXPECT_TRUE(Ask("/BIOS/Vendor/@children").empty());  // a leaf has no child list
-}
-
-TEST(BIOSConfigModule, UnanswerablePathsAddNothingAndKeepWhatIsThere) {
-  const ImageSettings settings(SmallImage("Acme"));
+  EXPECT_TRUE(Ask("/BIOS/Vendor/@children").empty());
+  // What the tree does not hold adds nothing and keeps what the answer had.
   for (const char* query : {"/SMBIOS/Type4[2]", "/SMBIOS/Type4[0]/SocketDesignation",
                             "/SMBIOS/Type17", "/BIOS/Vendor/More", "/BIOS/@children/Vendor",
                             "/Platform/OS", "", "/", "@children", "/SMBIOS/MemoryArray[1]"}) {
-    ResultMap answer{{"/Other", _XNode{XNODE_VALUE, {"kept"}, {}}}};
-    BIOSConfigModule().ProcessXQuery(query, answer);
-    EXPECT_EQ(Keys(answer), Texts{"/Other"}) << query;
+    EXPECT_EQ(Keys(Ask(query, {{"/Other", _XNode{XNODE_VALUE, {"kept"}, {}}}})), Texts{"/Other"})
+        << query;
   }
 }
 
 // A damaged table stays damaged for the life of the process: repairing the file changes
 // nothing. A missing or unreadable file is looked for again.
-TEST(BIOSConfigModule, CorruptImageErrorIsKeptMissingOrUnreadableIsNot) {
-  Bytes broken = SmallImage("Acme");
-  broken[5] ^= 0xFF;  // the 3.x checksum
-  const ImageSettings corrupt(broken);
+TEST(AnswerTreeFor, DamagedImageErrorIsKeptUnreadableOrMissingIsNot) {
+  const TempDir dir;
+  std::string broken = SmallImage("Acme");
+  broken[5] ^= 0x5A;  // the 3.x checksum
+  const std::string damaged = dir.Write("damaged.bin", broken);
   for (int attempt = 0; attempt < 2; ++attempt) {
-    ExpectStatus([] { Ask("/BIOS"); }, Code::kSmbiosEntryPointMalformed, "checksum", "corrupt");
-    corrupt.Dir().Write("tables.bin", Text(SmallImage("Acme")));
+    ExpectStatus(Code::kSmbiosEntryPointMalformed, "checksum", "damaged", [&] {
+      AnswerTreeFor({damaged, dir.Path()});
+    });
+    dir.Write("damaged.bin", SmallImage("Acme"));
   }
-
-  const ImageSettings unreadable(Bytes{});
-  std::filesystem::create_directory(unreadable.ImagePath());
-  ExpectStatus([] { Ask("/BIOS"); }, Code::kSmbiosUnreadable, "not a regular file", "directory");
-  std::filesystem::remove(unreadable.ImagePath());
-  unreadable.Dir().Write("tables.bin", Text(SmallImage("Fixed")));
-  EXPECT_EQ(Ask("/BIOS/Vendor").at("/BIOS/Vendor").list, Texts{"Fixed"});
+  const std::string unreadable = dir.MakeDir("unreadable.bin");
+  ExpectStatus(Code::kSmbiosUnreadable, "not a regular file", "directory", [&] {
+    AnswerTreeFor({unreadable, dir.Path()});
+  });
+  std::filesystem::remove(unreadable);
+  dir.Write("unreadable.bin", SmallImage("Fixed"));
+  EXPECT_EQ(AnswerTreeFor({unreadable, dir.Path()})->at("/BIOS/Vendor").list, Texts{"Fixed"});
 }
 
 TEST(AnswerTreeFor, FirmwareDirectoryWhenNoImageAndNotFoundWhenNeither) {
-  using Module::BIOSConfig::AnswerTreeFor;
   const TempDir firmware;
-  const std::string missingImage = firmware.Path() + "/no-such.bin";
-  ExpectStatus(
-      [&] {
-        AnswerTreeFor({missingImage, firmware.Path()});
-      },
-      Code::kSmbiosNotFound, "no firmware tables in " + firmware.Path(), "nothing there");
-  ExpectStatus(
-      [&] {
-        AnswerTreeFor({"", firmware.Path()});
-      },
-      Code::kSmbiosNotFound, "no image is configured", "no image configured");
-
-  const Bytes table = SmallTable("Firmware");
-  firmware.Write("smbios_entry_point", Text(EntryPoint3(table.size())));
-  ExpectStatus(
-      [&] {
-        AnswerTreeFor({"", firmware.Path()});
-      },
-      Code::kSmbiosUnreadable, firmware.Path() + "/DMI: not found", "entry point without table");
-  firmware.Write("DMI", Text(table));
-  const auto tree = AnswerTreeFor({missingImage, firmware.Path()});
-  EXPECT_EQ(tree->at("/BIOS/Vendor").list, Texts{"Firmware"});
+  const std::string dir = firmware.Path(), missingImage = dir + "/no-such.bin";
+  ExpectStatus(Code::kSmbiosNotFound, "no firmware tables in " + dir, "nothing there", [&] {
+    AnswerTreeFor({missingImage, dir});
+  });
+  ExpectStatus(Code::kSmbiosNotFound, "no image is configured", "no image configured", [&] {
+    AnswerTreeFor({"", dir});
+  });
+  firmware.Write("smbios_entry_point", Text(EntryPoint3(0x100)));
+  ExpectStatus(Code::kSmbiosUnreadable, dir + "/DMI: not found", "entry point without table", [&] {
+    AnswerTreeFor({"", dir});
+  });
+  firmware.Write("DMI", Text(SmallTable("Firmware")));
+  EXPECT_EQ(AnswerTreeFor({missingImage, dir})->at("/BIOS/Vendor").list, Texts{"Firmware"});
 }
 
 }  // namespace
