@@ -3,9 +3,8 @@
 #include <mutex>
 #include <utility>
 
-#include "ErrorCodes.h"
-#include "ErrorMgr.h"
-#include "ResultStatus.h"
+#include "driver_library.h"
+#include "ipmi_answers.h"
 
 namespace Module::BMCConfig {
 
@@ -20,12 +19,13 @@ void BMCConfigModule::Process(std::string query, ResultMap& answer) {
     std::lock_guard<std::mutex> lock(gSourceMutex);
     source = gSource;
   }
-  if (!source) {
-    throw ResultStatus(ErrorCode::kBmcUnreachable,
-                       ErrorMgr::GetInstance()->Get(ErrorCode::kBmcUnreachable), query,
-                       XCOMMAND_NONE);
+  if (source) {
+    source(query, answer);
+    return;
   }
-  source(query, answer);
+  // The driver is looked up per request, so a query this library does not answer never loads it.
+  AnswerFromIpmi(query, answer,
+                 [](const IpmiRequest& request) { return ProcessDriver().Exchange(request); });
 }
 
 BMCConfigModule::AnswerSource BMCConfigModule::InstallAnswerSource(AnswerSource source) {

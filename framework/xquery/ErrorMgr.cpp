@@ -42,7 +42,20 @@ constexpr ErrorText kErrorTexts[] = {
     {2022, "The SMBIOS entry point is malformed (anchor, length, version or checksum)."},
     {2023, "The SMBIOS structure table is malformed (a structure is truncated, runs past the table, or the end-of-table structure is missing)."},
     {2024, "An SMBIOS structure refers to a string that its string set does not hold."},
-    {2040, "The management controller cannot be reached: no answer source for BMC queries is available."},
+    {2040,
+     "The management controller cannot be reached: the management-bus driver library could not "
+     "send a request or got no valid answer."},
+    {2041,
+     "The management-bus driver library could not be loaded, or it lacks its request function."},
+    {2042,
+     "The management controller refused a request: its reply carries a non-zero completion code."},
+    {2043,
+     "The management controller's reply is malformed: it is too short or too long for its "
+     "command."},
+    {2044,
+     "The system event log cannot be read to its end: a next-record ID leads back to a record "
+     "already read."},
+    {2045, "The BMC query is malformed: a sensor number is not a decimal number from 0 to 255."},
     {2060, "The EFI variable does not exist."},
     {2061, "The EFI variable is larger than the buffer given for it; the size it needs is returned."},
     {2062, "The EFI variable could not be read."},

@@ -17,9 +17,15 @@ std::string BasePath(const std::string& query) {
 }
 
 bool IsAnswered(const std::string& query, const ResultMap& result) {
-  const auto entry = result.find(BasePath(query));
-  if (entry == result.end()) return false;
-  return entry->second.kind == XNODE_ELEMENT || !entry->second.list.empty();
+  const std::string base = BasePath(query);
+  const auto entry = result.find(base);
+  if (entry != result.end()) {
+    return entry->second.kind == XNODE_ELEMENT || !entry->second.list.empty();
+  }
+  // A repeated leaf with no element of its own ("/BMC/SEL/RECORD" answers
+  // "/BMC/SEL/RECORD[00001]", ...) is answered by its indexed entries.
+  const auto indexed = result.lower_bound(base + "[");
+  return indexed != result.end() && indexed->first.compare(0, base.size() + 1, base + "[") == 0;
 }
 
 }  // namespace Platformq

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "BIOSConfigModule.h"
+#include "BMCConfigModule.h"
 #include "ExitStatus.h"
 #include "ModuleBinding.h"
 #include "ModuleLocation.h"
@@ -41,8 +42,7 @@ int Run(const Platformq::Options& options) {
   }
   Platformq::ModuleBinding module = Platformq::ModuleBinding::Load(ModulePath(options));
 
-  // First step of a query -> the module that answers it, as the framework routes them. The BMC
-  // configuration module ("BMC") joins here once it reaches a controller.
+  // First step of a query -> the module that answers it, as the framework routes them.
   Platformq::QueryRouter router;
   router.Add("Platform", [&module](const std::string& query, ResultMap& result) {
     module.Process(query, result);
@@ -52,6 +52,9 @@ int Run(const Platformq::Options& options) {
       Module::BIOSConfig::BIOSConfigModule().ProcessXQuery(query, result);
     });
   }
+  router.Add("BMC", [](const std::string& query, ResultMap& result) {
+    Module::BMCConfig::BMCConfigModule().Process(query, result);
+  });
 
   return Platformq::RunRounds(options, router, std::cout, std::cerr, Sys::SleepMilliseconds);
 }

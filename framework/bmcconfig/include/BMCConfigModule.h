@@ -7,10 +7,13 @@
 
 namespace Module::BMCConfig {
 
-// Answers "/BMC/..." queries (sensor readings, sensor event status, the system event log).
-// The answers come from the process's answer source: tests and simulators install one; the
-// IPMI source over the management-bus driver is the one a server uses. Without a source every
-// query throws ResultStatus 2040, so a missing BMC is always said, never answered with nothing.
+// Answers "/BMC/..." queries: sensor readings (/BMC/SENSOR[n]/VALUE), sensor event status
+// (/BMC/SENSOR[n]/PROCEVENT) and the system event log (/BMC/SEL/RECORD), by IPMI requests to
+// the controller through the management-bus driver library (libquarnapi.so, loaded by name on
+// the first query that needs it and kept). Reply bytes are written in lower-case hexadecimal.
+// A path it does not answer adds nothing; a driver that cannot be loaded, a request that gets
+// no reply or a non-zero completion code, a malformed reply or sensor number, and an event log
+// whose record IDs loop throw ResultStatus (codes 2040-2045).
 class BMCCONFIG_EXPORT BMCConfigModule {
  public:
   using AnswerSource = std::function<void(const std::string& query, ResultMap& answer)>;
@@ -19,7 +22,8 @@ class BMCCONFIG_EXPORT BMCConfigModule {
 
   void Process(std::string query, ResultMap& answer);
 
-  // Replaces the process's answer source (an empty one removes it); returns the previous one.
+  // Answers every query from source instead of the controller, for tests and simulators (an
+  // empty source brings the controller back); returns the previous source.
   static AnswerSource InstallAnswerSource(AnswerSource source);
 };
 

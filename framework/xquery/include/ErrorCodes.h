@@ -22,6 +22,11 @@ constexpr uint16_t kSmbiosBadStringIndex = 2024;
 
 // 2040-2059: the BMC and the management-bus driver.
 constexpr uint16_t kBmcUnreachable = 2040;
+constexpr uint16_t kBmcDriverNotLoaded = 2041;
+constexpr uint16_t kBmcCompletionCode = 2042;
+constexpr uint16_t kBmcReplyMalformed = 2043;
+constexpr uint16_t kBmcSelLoop = 2044;
+constexpr uint16_t kBmcQueryMalformed = 2045;
 
 // 2060-2069: EFI variables.
 constexpr uint16_t kEfiVariableNotFound = 2060;

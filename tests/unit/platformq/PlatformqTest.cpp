@@ -94,12 +94,15 @@ TEST(IsAnsweredTest, AnElementOrALeafWithAValueAtTheBasePath) {
                          {"/P/Drives", Element({})},
                          {"/P/Domain", Leaf({""})},
                          {"/P/None", Leaf({})},
-                         {"/Q/A/B", Leaf({"1"})}};
-  for (const char* query : {"/P/Info", "/P/Info/@children", "/P/Drives", "/P/Domain"})
+                         {"/Q/A/B", Leaf({"1"})},
+                         {"/S/RECORD[00001]", Leaf({"2 0"})},
+                         {"/S/RECORDS", Leaf({"x"})}};
+  for (const char* query : {"/P/Info", "/P/Info/@children", "/P/Drives", "/P/Domain", "/S/RECORD"})
     EXPECT_TRUE(IsAnswered(query, result)) << query;
   // An empty leaf, entries only below the base path, and look-alikes of "/@children" are not.
-  for (const char* query : {"/P/None", "/P/None/@children", "/Q/A", "/P/Info/@childrenX",
-                            "/P/@children/Info", "/P/Info@children", "/@children", ""})
+  for (const char* query :
+       {"/P/None", "/P/None/@children", "/Q/A", "/P/Info/@childrenX", "/P/@children/Info",
+        "/P/Info@children", "/@children", "", "/S/RECORDS[", "/S/REC"})
     EXPECT_FALSE(IsAnswered(query, result)) << query;
 }
 
