@@ -21,9 +21,12 @@ DynamicLibrary& DynamicLibrary::operator=(DynamicLibrary&& other) noexcept {
   return *this;
 }
 
-DynamicLibrary DynamicLibrary::Open(const std::string& path, std::string& error) {
+DynamicLibrary DynamicLibrary::Open(const std::string& path, std::string& error, bool pinned) {
   // RTLD_NOW: a library with unresolved symbols fails here, not at some later call.
-  void* handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  // RTLD_NODELETE: dlclose keeps a pinned library mapped, so stale function pointers into it
+  // never point at unmapped memory.
+  const int flags = RTLD_NOW | RTLD_LOCAL | (pinned ? RTLD_NODELETE : 0);
+  void* handle = ::dlopen(path.c_str(), flags);
   if (handle == nullptr) {
     const char* reason = ::dlerror();
     error = reason != nullptr ? reason : "cannot load " + path;

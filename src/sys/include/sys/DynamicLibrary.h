@@ -15,14 +15,16 @@ class DynamicLibrary {
 
   // Loads the library at path (or by name, where the loader's search finds it). On failure
   // the result is not loaded and error holds the loader's reason.
-  static DynamicLibrary Open(const std::string& path, std::string& error);
+  // pinned: the library stays mapped for the rest of the process, even after Close, so that
+  // function addresses taken from it stay callable whoever closes it and when.
+  static DynamicLibrary Open(const std::string& path, std::string& error, bool pinned = false);
 
   bool IsLoaded() const { return handle_ != nullptr; }
 
   // The address of an exported symbol, or null.
   void* Symbol(const char* name) const;
 
-  // Unloads now; harmless when nothing is loaded.
+  // Unloads now (a pinned library only drops this reference); harmless when nothing is loaded.
   void Close();
 
  private:
