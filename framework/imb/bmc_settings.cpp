@@ -1,8 +1,6 @@
 #include "bmc_settings.h"
 
-#include <freeipmi/api/ipmi-api.h>
-#include <freeipmi/spec/ipmi-authentication-type-spec.h>
-#include <freeipmi/spec/ipmi-privilege-level-spec.h>
+#include <freeipmi/freeipmi.h>
 
 #include <algorithm>
 #include <cctype>

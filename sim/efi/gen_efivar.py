@@ -59,20 +59,20 @@ def ascii_field(case, key, text, length, exact):
     return text.encode("ascii")
 
 
-def variable_data(case, spec):
-    unknown = set(spec) - KEYS
+def variable_data(case, desc):
+    unknown = set(desc) - KEYS
     if unknown:
         raise DescriptionError(f"{case}: unknown keys {sorted(unknown)}")
-    if "board" not in spec:
+    if "board" not in desc:
         raise DescriptionError(f"{case}: board is required")
-    board = ascii_field(case, "board", spec["board"], BOARD_LENGTH, exact=False)
-    signature = ascii_field(case, "signature", spec.get("signature", SIGNATURE),
+    board = ascii_field(case, "board", desc["board"], BOARD_LENGTH, exact=False)
+    signature = ascii_field(case, "signature", desc.get("signature", SIGNATURE),
                             SIGNATURE_LENGTH, exact=True)
     try:
-        firmware_guid = uuid.UUID(spec.get("firmware_guid", str(FIRMWARE_GUID)))
+        firmware_guid = uuid.UUID(desc.get("firmware_guid", str(FIRMWARE_GUID)))
     except (ValueError, AttributeError, TypeError) as e:
         raise DescriptionError(f"{case}: firmware_guid: {e}") from e
-    size = spec.get("size", LAYOUT_SIZE)
+    size = desc.get("size", LAYOUT_SIZE)
     if not isinstance(size, int) or size < 0:
         raise DescriptionError(f"{case}: size must be a whole number of bytes")
 
@@ -83,16 +83,16 @@ def variable_data(case, spec):
     return bytes(data[:size])
 
 
-def write_case(out_dir, case, spec):
+def write_case(out_dir, case, desc):
     case_dir = out_dir / case
     # Start from nothing so a variable dropped from the description does not linger.
     shutil.rmtree(case_dir, ignore_errors=True)
     case_dir.mkdir(parents=True)
-    present = spec.get("present", True)
+    present = desc.get("present", True)
     if not isinstance(present, bool):
         raise DescriptionError(f"{case}: present must be true or false")
     if present:
-        content = struct.pack("<I", ATTRIBUTES) + variable_data(case, spec)
+        content = struct.pack("<I", ATTRIBUTES) + variable_data(case, desc)
         (case_dir / f"{VARIABLE_NAME}-{VENDOR_GUID}").write_bytes(content)
 
 
@@ -104,10 +104,10 @@ def main():
     try:
         with args.description.open("rb") as f:
             cases = tomllib.load(f)
-        for case, spec in cases.items():
-            if not isinstance(spec, dict) or "/" in case or case in {"", ".", ".."}:
+        for case, desc in cases.items():
+            if not isinstance(desc, dict) or "/" in case or case in {"", ".", ".."}:
                 raise DescriptionError(f"{case}: each case is a table with a plain name")
-            write_case(args.out, case, spec)
+            write_case(args.out, case, desc)
         (args.out / "cases.txt").write_text("".join(f"{case}\n" for case in cases))
     except (OSError, tomllib.TOMLDecodeError, DescriptionError) as e:
         print(f"gen_efivar.py: {args.description}: {e}", file=sys.stderr)

@@ -113,7 +113,7 @@ BIOS = {"Vendor": ("Vendor", text), "Version": ("Version", text),
         "ReleaseDate": ("Release Date", text)}
 PROCESSOR = {
     "SocketDesignation": ("Socket Designation", text), "ProcessorType": ("Type", str),
-    "ProcessorFamily": ("Family", lambda v: "Other" if v == "<OUT OF SPEC>" else v),
+    "ProcessorFamily": ("Family", lambda v: "Other" if v.startswith("<OUT OF") else v),
     "ProcessorManufacturer": ("Manufacturer", text), "ProcessorVersion": ("Version", text),
     "ClockFrequency": ("External Clock", MHZ), "MaxSpeed": ("Max Speed", MHZ),
     "CurrentSpeed": ("Current Speed", MHZ), "Status": ("Status", status),
