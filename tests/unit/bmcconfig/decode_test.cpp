@@ -1,6 +1,5 @@
-// The pure parts on byte vectors and texts, the event-log walk against a fake controller, and
-// the driver loader's failures.
-
+// The pure parts on bytes and texts, the event-log walk against a fake controller, and the
+// driver loader's failures.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -35,12 +34,10 @@ TEST(ReplyText, HexWithoutLeadingZerosAndRequestsByteForByte) {
 TEST(Query, NamesASensorTheLogOrNothing) {
   const auto sensor = ParseBmcQuery("BMC//SENSOR[007]/PROCEVENT/");
   ASSERT_TRUE(sensor);
-  EXPECT_EQ(sensor->kind, BmcQueryKind::kSensorEventStatus);
-  EXPECT_EQ(sensor->sensor, 7);
-  EXPECT_EQ(sensor->path, "/BMC/SENSOR[007]/PROCEVENT");
+  EXPECT_EQ(std::make_tuple(sensor->kind, sensor->sensor, sensor->path),
+            std::make_tuple(BmcQueryKind::kSensorEventStatus, 7, "/BMC/SENSOR[007]/PROCEVENT"));
   EXPECT_EQ(ParseBmcQuery("/BMC/SENSOR[255]/VALUE")->sensor, 255);
   EXPECT_EQ(ParseBmcQuery("/BMC/SEL/RECORD")->kind, BmcQueryKind::kSelRecords);
-
   for (const char* other : {"", "/BMC", "/BMC/SEL", "/BMC/SEL/RECORD[00001]", "/BMC/SENSOR[5]",
                             "/BMC/SENSOR[x]/OTHER", "/BMC/SENSOR/VALUE", "/BMC/SENSOR[5/VALUE",
                             "/bmc/SENSOR[5]/VALUE", "/X/BMC/SENSOR[5]/VALUE"}) {
@@ -65,18 +62,15 @@ IpmiReply Entry(uint16_t next) {
 }
 
 // Answers each requested record ID from the map, "not present" otherwise; counts requests.
-std::optional<ResultStatus> Walk(const std::map<uint16_t, IpmiReply>& log, size_t* sent = nullptr) {
-  size_t count = 0;
-  const auto status = Raised([&] {
+std::optional<ResultStatus> Walk(const std::map<uint16_t, IpmiReply>& log, size_t* sent) {
+  return Raised([&] {
     WalkSel([&](const IpmiRequest& request) {
-      ++count;
+      ++*sent;
       const auto found =
           log.find(static_cast<uint16_t>(request.data.at(2) | request.data.at(3) << 8));
       return found != log.end() ? found->second : IpmiReply{kCcNotPresent, {}};
     });
   });
-  if (sent != nullptr) *sent = count;
-  return status;
 }
 
 TEST(SelWalk, BadRepliesAndRepeatedIdsEndTheWalkWithAnError) {
@@ -92,7 +86,8 @@ TEST(SelWalk, BadRepliesAndRepeatedIdsEndTheWalkWithAnError) {
       {Entry(kSelFirstRecord), 2044, "names next record 0000"},
   };
   for (const auto& c : cases) {
-    const auto status = Walk({{kSelFirstRecord, Entry(2)}, {2, c.second}});
+    size_t sent = 0;
+    const auto status = Walk({{kSelFirstRecord, Entry(2)}, {2, c.second}}, &sent);
     ASSERT_TRUE(status) << c.detail;
     EXPECT_EQ(status->GetCode(), c.code) << c.detail;
     EXPECT_THAT(status->GetDetail(), HasSubstr(c.detail));
@@ -117,7 +112,6 @@ TEST(DriverLoad, TriesEachCandidateAndNamesEveryReason) {
   EXPECT_EQ(missing->GetCode(), 2041);
   EXPECT_THAT(missing->GetDetail(), HasSubstr("libabsent.so: cannot open"));
   EXPECT_THAT(missing->GetDetail(), HasSubstr("; /no-dir/libabsent.so: cannot open"));
-
   // A library that loads but is no driver ends the search; a later one that loads is taken.
   const std::string double_ = ThisLibraryDirectory() + "/libquarnapi-sim.so";
   const auto notDriver = Raised([&] { DriverLibrary::Load({"libOrdixXQuery.so", double_}); });

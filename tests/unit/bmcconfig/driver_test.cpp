@@ -1,9 +1,6 @@
-// The exported module with no driver on the library path: it must find the real driver beside
-// itself. The settings name an in-band device that does not exist, so the real driver fails at
-// once without touching any controller, while the scripted double, had it been loaded instead,
-// would answer from the script they also name.
-
-#include <gmock/gmock.h>
+// The exported module with no driver on the library path must find the real driver beside
+// itself. The settings name a missing in-band device, so the real driver fails at once without
+// touching any controller, while the scripted double would answer from the script they name.
 #include <gtest/gtest.h>
 
 #include "BMCConfigModule.h"
@@ -11,21 +8,16 @@
 #include "Settings.h"
 #include "TempDir.h"
 
-namespace {
-
 TEST(BmcDriver, TheRealDriverBesideTheModuleIsLoadedAndItsFailureReported) {
   TestSupport::TempDir dir;
   TestSupport::ScopedEnv configDir("ORDIX_CONFIG_DIR", dir.Path());
-  const std::string script = dir.Write("bmc.script", "reading 5 01\n");
-  dir.Write(Ordix::Settings::kFileName, "[BMC]\nInterface=inband\nDevice=" + dir.Path() +
-                                            "/no-such-device\nSimScript=" + script + "\n");
+  dir.Write(Ordix::Settings::kFileName,
+            "[BMC]\nInterface=inband\nDevice=" + dir.Path() +
+                "/no-such-device\nSimScript=" + dir.Write("bmc.script", "reading 5 01\n") + "\n");
   ResultMap answer;
   const auto status = BmcTest::Raised(
       [&] { Module::BMCConfig::BMCConfigModule().Process("/BMC/SENSOR[5]/VALUE", answer); });
-  ASSERT_TRUE(status);
+  ASSERT_TRUE(status && answer.empty());
   EXPECT_EQ(status->GetCode(), 2040);
   EXPECT_EQ(status->GetDetail(), "driver status 3 (no session) request 20 04 00 2d 05");
-  EXPECT_TRUE(answer.empty());
 }
-
-}  // namespace

@@ -1,9 +1,10 @@
-// Marshalling between the C interface and raw IPMI messages: what a request becomes, which
-// requests are refused before anything is read, and the bound on what reaches the caller.
-
+// Marshalling between the C interface and raw IPMI messages: what a request becomes, which are
+// refused before anything is read, and the bound on what reaches the caller.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <tuple>
 #include <vector>
 
 #include "imb_request.h"
@@ -13,90 +14,60 @@ namespace {
 using namespace Ordix::Imb;
 using Bytes = std::vector<uint8_t>;
 
-ImbRequest Request(uint8_t netFn, uint8_t command, Bytes* data, uint8_t address = 0x20) {
-  ImbRequest r{};
-  r.cmdType = command;
-  r.rsSa = address;
-  r.netFn = netFn;
-  r.data = data != nullptr ? data->data() : nullptr;
-  r.dataLength = data != nullptr ? static_cast<uint32_t>(data->size()) : 0;
-  return r;
+ImbRequest Request(uint8_t netFn, Bytes* data = nullptr, uint8_t lun = 0, uint8_t bus = 0,
+                   uint8_t address = 0x20) {
+  const uint32_t length = data ? static_cast<uint32_t>(data->size()) : 0;
+  return {0x43, address, bus, netFn, lun, data ? data->data() : nullptr, length};
 }
 
-TEST(ImbRequestMarshalling, RequestsBecomeRawMessages) {
-  Bytes data = {0x00, 0x00, 0x34, 0x12, 0x00, 0xFF};
+TEST(ImbRequestMarshalling, RequestsBecomeRawMessagesOrAreRefused) {
+  Bytes data = {0x00, 0x00, 0x34, 0x12};
   RawRequest raw;
-  ASSERT_EQ(BuildRawRequest(Request(0x0A, 0x43, &data), raw), IMB_STATUS_SUCCESS);
-  EXPECT_EQ(raw.netFn, 0x0A);
-  EXPECT_EQ(raw.Message(), (Bytes{0x43, 0x00, 0x00, 0x34, 0x12, 0x00, 0xFF}));
-  EXPECT_FALSE(raw.Bridged());
+  ASSERT_EQ(BuildRawRequest(Request(0x0A, &data), raw), IMB_STATUS_SUCCESS);
+  EXPECT_EQ(std::make_tuple(raw.netFn, raw.Bridged(), raw.Message()),
+            std::make_tuple(0x0A, false, Bytes{0x43, 0x00, 0x00, 0x34, 0x12}));
+  ASSERT_EQ(BuildRawRequest(Request(0x06, nullptr, 2, 7, 0x2C), raw), IMB_STATUS_SUCCESS);
+  EXPECT_EQ(std::make_tuple(raw.Bridged(), raw.channel, raw.lun, raw.Message()),
+            std::make_tuple(true, 7, 2, Bytes{0x43}));
 
-  ImbRequest bridged = Request(0x06, 0x01, nullptr, 0x2C);
-  bridged.busType = 7;
-  bridged.rsLun = 2;
-  ASSERT_EQ(BuildRawRequest(bridged, raw), IMB_STATUS_SUCCESS);
-  EXPECT_TRUE(raw.Bridged());
-  EXPECT_EQ(raw.channel, 7);
-  EXPECT_EQ(raw.lun, 2);
-  EXPECT_EQ(raw.Message(), Bytes{0x01});
-}
-
-TEST(ImbRequestMarshalling, MalformedRequestsAreRefused) {
-  RawRequest raw;
-  ImbRequest r = Request(0x06, 0x01, nullptr);
-  r.dataLength = 0xFFFFFFFF;  // with a null pointer: refused by length, never read
-  EXPECT_EQ(BuildRawRequest(r, raw), IMB_STATUS_INVALID_ARGUMENT);
-  r.dataLength = 1;
-  EXPECT_EQ(BuildRawRequest(r, raw), IMB_STATUS_INVALID_ARGUMENT);
-  EXPECT_EQ(BuildRawRequest(Request(0x07, 0x01, nullptr), raw), IMB_STATUS_INVALID_ARGUMENT);
-  EXPECT_EQ(BuildRawRequest(Request(0x40, 0x01, nullptr), raw), IMB_STATUS_INVALID_ARGUMENT);
-  r = Request(0x06, 0x01, nullptr);
-  r.rsLun = 4;
-  EXPECT_EQ(BuildRawRequest(r, raw), IMB_STATUS_INVALID_ARGUMENT);
-}
-
-struct Output {
-  std::array<uint8_t, 80> data;
-  int length = -1;
-  uint8_t code = 0xEE;
-  Output() { data.fill(0xAA); }
-  int Decode(uint8_t command, const Bytes& raw) {
-    return DecodeRawResponse(command, raw.data(), raw.size(), data.data(), &length, &code);
+  ImbRequest hugeNull = Request(0x06), shortNull = hugeNull;
+  hugeNull.dataLength = 0xFFFFFFFF;  // refused by its length, never read
+  shortNull.dataLength = 1;
+  for (const ImbRequest& r :
+       {hugeNull, shortNull, Request(0x07), Request(0x40), Request(6, 0, 4)}) {
+    EXPECT_EQ(BuildRawRequest(r, raw), IMB_STATUS_INVALID_ARGUMENT) << int{r.netFn};
   }
-};
+}
 
 TEST(ImbRequestMarshalling, OnlyWellFormedAnswersReachTheCallerWithinTheBound) {
-  Output out;
-  ASSERT_EQ(out.Decode(0x01, {0x01, 0x00, 0x20, 0x81}), IMB_STATUS_SUCCESS);
-  EXPECT_EQ(out.length, 2);
-  EXPECT_EQ(out.code, 0x00);
-  EXPECT_EQ(out.data[0], 0x20);
-  EXPECT_EQ(out.data[1], 0x81);
-  EXPECT_EQ(out.data[2], 0xAA);
-
-  // A completion code other than 0 is an answer, not a failure.
-  ASSERT_EQ(out.Decode(0x2D, {0x2D, 0xCB}), IMB_STATUS_SUCCESS);
-  EXPECT_EQ(out.length, 0);
-  EXPECT_EQ(out.code, 0xCB);
-
-  Bytes full = {0x43, 0x00};
-  full.resize(2 + IMB_MAX_RESPONSE_DATA_LENGTH, 0x11);
-  Output fits;
-  ASSERT_EQ(fits.Decode(0x43, full), IMB_STATUS_SUCCESS);
-  EXPECT_EQ(fits.length, IMB_MAX_RESPONSE_DATA_LENGTH);
-  EXPECT_EQ(fits.data[IMB_MAX_RESPONSE_DATA_LENGTH - 1], 0x11);
-  EXPECT_EQ(fits.data[IMB_MAX_RESPONSE_DATA_LENGTH], 0xAA);
-
-  full.push_back(0x11);
-  Output tooLong;
-  EXPECT_EQ(tooLong.Decode(0x43, full), IMB_STATUS_RESPONSE_TOO_LONG);
-  EXPECT_EQ(tooLong.data[0], 0xAA);
-  EXPECT_EQ(tooLong.code, 0xEE);
-
-  // Too short to hold a completion code, or the answer to another command.
-  EXPECT_EQ(tooLong.Decode(0x01, {0x01}), IMB_STATUS_BAD_RESPONSE);
-  EXPECT_EQ(tooLong.Decode(0x01, {0x02, 0x00, 0x20}), IMB_STATUS_BAD_RESPONSE);
-  EXPECT_EQ(tooLong.data[0], 0xAA);
+  constexpr int kMax = IMB_MAX_RESPONSE_DATA_LENGTH;
+  Bytes full(2 + kMax, 0x11), tooLong(3 + kMax, 0x11);
+  full[0] = tooLong[0] = 0x43;
+  full[1] = tooLong[1] = 0x00;
+  const struct {
+    uint8_t command;
+    Bytes raw;
+    int status, length, code;  // -1, 0xEE: left as they were
+  } cases[] = {
+      {0x01, {0x01, 0x00, 0x20, 0x81}, IMB_STATUS_SUCCESS, 2, 0x00},
+      {0x2D, {0x2D, 0xCB}, IMB_STATUS_SUCCESS, 0, 0xCB},  // a completion code is an answer
+      {0x43, full, IMB_STATUS_SUCCESS, kMax, 0x00},
+      {0x43, tooLong, IMB_STATUS_RESPONSE_TOO_LONG, -1, 0xEE},
+      {0x01, {0x01}, IMB_STATUS_BAD_RESPONSE, -1, 0xEE},
+      {0x01, {0x02, 0x00, 0x20}, IMB_STATUS_BAD_RESPONSE, -1, 0xEE},  // another command's
+  };
+  for (const auto& c : cases) {
+    std::array<uint8_t, kMax + 8> out;
+    out.fill(0xAA);
+    int length = -1;
+    uint8_t code = 0xEE;
+    EXPECT_EQ(DecodeRawResponse(c.command, c.raw.data(), c.raw.size(), out.data(), &length, &code),
+              c.status);
+    EXPECT_EQ(std::make_pair(length, int{code}), std::make_pair(c.length, c.code));
+    const size_t written = static_cast<size_t>(std::max(c.length, 0));
+    EXPECT_TRUE(std::equal(out.begin(), out.begin() + written, c.raw.begin() + 2));
+    EXPECT_EQ(out[written], 0xAA) << "written beyond the answer";
+  }
 }
 
 }  // namespace

@@ -1,36 +1,26 @@
-// The module when the library on the loader's path by the driver's name is not a library.
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
+// The module when the library on the loader's path by the driver's name is not a library:
+// every request tries the load again and fails the same way; so does identification.
 #include "SimulatedServer.h"
 #include "platform/ImbChannel.h"
 #include "platform/PlatformImpl.h"
 
-namespace {
-
 using Platform::PlatformImpl;
-using PlatformTest::Thrown;
 
-// Every request tries the load again and fails the same way; so does identification.
 TEST(WithoutDriver, EveryRequestFailsWith1026AndAnUnknownBoardStaysUnidentified) {
   PlatformTest::SimulatedServer server("unknown-board");
+  std::vector<std::string> response;
   for (int attempt = 0; attempt < 2; ++attempt) {
-    std::vector<std::string> response;
-    const auto status = Thrown([&] { PlatformImpl::execIPMICommand("20 06 00 01", response); });
+    const auto status =
+        PlatformTest::Thrown([&] { PlatformImpl::execIPMICommand("20 06 00 01", response); });
     ASSERT_TRUE(status);
     EXPECT_EQ(status->GetCode(), 1026);
     EXPECT_EQ(status->GetDetail(), "20 06 00 01");
     EXPECT_TRUE(response.empty());
   }
   EXPECT_FALSE(Platform::SelectInterface("lanplus", nullptr, nullptr, nullptr));
-  const auto status = Thrown([] { PlatformImpl::GetInstance(); });
+  const auto status = PlatformTest::Thrown([] { PlatformImpl::GetInstance(); });
   ASSERT_TRUE(status);
   EXPECT_EQ(status->GetCode(), 1026);
   EXPECT_EQ(PlatformImpl::GetInstance()->boardId, "R8800XQ");
   EXPECT_EQ(PlatformImpl::GetInstance()->family, "");
 }
-
-}  // namespace
