@@ -11,6 +11,7 @@
 #include <string>
 
 #include "BMCConfigModule.h"
+#include "CollectingReporter.h"
 
 namespace {
 
@@ -60,29 +61,14 @@ void BM_FreeIpmiRawReference(benchmark::State& state) {
 }
 BENCHMARK(BM_FreeIpmiRawReference)->Unit(benchmark::kMicrosecond);
 
-class CollectingReporter : public benchmark::ConsoleReporter {
- public:
-  CollectingReporter() : ConsoleReporter(OO_None) {}
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.iterations > 0 && !run.error_occurred) {
-        perIteration[run.benchmark_name()] =
-            run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e6;
-      }
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-  std::map<std::string, double> perIteration;  // microseconds
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   CollectingReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  const double module = reporter.perIteration["BM_ModuleSensorRead"];
-  const double reference = reporter.perIteration["BM_FreeIpmiRawReference"];
+  const double module = reporter.Microseconds("BM_ModuleSensorRead");
+  const double reference = reporter.Microseconds("BM_FreeIpmiRawReference");
   if (module > 0 && reference > 0) {
     std::printf("time per \"%s\" query: %.1f us; the raw round trip: %.1f us; ratio %.2f\n", kQuery,
                 module, reference, module / reference);

@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 
+#include "CollectingReporter.h"
 #include "OSInfo.h"
 #include "PlatformConfigModule.h"
 #include "ResidentMemory.h"
@@ -49,22 +50,6 @@ void BM_OSQuery(benchmark::State& state) {
 }
 BENCHMARK(BM_OSQuery)->Unit(benchmark::kMicrosecond);
 
-// Keeps each benchmark's time per iteration for the summary.
-class CollectingReporter : public benchmark::ConsoleReporter {
- public:
-  CollectingReporter() : ConsoleReporter(OO_None) {}
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.iterations > 0) {
-        perIteration[run.benchmark_name()] =
-            run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e6;
-      }
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-  std::map<std::string, double> perIteration;  // microseconds
-};
-
 void ReportResidentMemory() {
   PlatformConfigModule* module = PlatformConfigModule::CreateInstance();
   auto run = [&](int count) {
@@ -91,8 +76,8 @@ int main(int argc, char** argv) {
   CollectingReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
 
-  const double query = reporter.perIteration["BM_OSQuery"];
-  const double reference = reporter.perIteration["BM_OSReadingsReference"];
+  const double query = reporter.Microseconds("BM_OSQuery");
+  const double reference = reporter.Microseconds("BM_OSReadingsReference");
   if (query > 0 && reference > 0) {
     std::printf("time per \"%s\" query: %.1f us; the readings alone: %.1f us; ratio %.2f\n", kQuery,
                 query, reference, query / reference);

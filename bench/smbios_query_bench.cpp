@@ -9,6 +9,7 @@
 #include <string>
 
 #include "BIOSConfigModule.h"
+#include "CollectingReporter.h"
 
 namespace {
 
@@ -37,21 +38,6 @@ void BM_ReaderProcessReference(benchmark::State& state) {
 }
 BENCHMARK(BM_ReaderProcessReference)->Unit(benchmark::kMicrosecond);
 
-class CollectingReporter : public benchmark::ConsoleReporter {
- public:
-  CollectingReporter() : ConsoleReporter(OO_None) {}
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.iterations > 0 && !run.error_occurred) {
-        perIteration[run.benchmark_name()] =
-            run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e6;
-      }
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-  std::map<std::string, double> perIteration;  // microseconds
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -59,8 +45,8 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   CollectingReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  const double query = reporter.perIteration["BM_SmbiosQuery"];
-  const double reference = reporter.perIteration["BM_ReaderProcessReference"];
+  const double query = reporter.Microseconds("BM_SmbiosQuery");
+  const double reference = reporter.Microseconds("BM_ReaderProcessReference");
   if (query > 0 && reference > 0) {
     std::printf(
         "time per \"%s\" query: %.2f us; a reader process on the same image: %.1f us; "
