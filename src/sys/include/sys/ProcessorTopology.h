@@ -1,0 +1,27 @@
+#pragma once
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Sys {
+
+// Why the processor packages could not be told (the module's own codes).
+constexpr int kPackagesOk = 0;
+constexpr int kPackagesUnsupported = -2;     // the OS offers no topology information
+constexpr int kPackagesNoMemory = -3;        // no buffer for the answer
+constexpr int kPackagesSizeQueryFailed = -4; // the size query failed for another reason
+constexpr int kPackagesSizeQueryOdd = -5;    // the size query succeeded with no buffer
+
+// One mask per processor package, in the order the OS lists them, bit b = logical processor
+// b (as in GetProcessAffinityMask). On Linux from
+// <root>/devices/system/cpu/cpu*/topology/physical_package_id, root being the sysfs root
+// (SetSourceRoot); on Windows from GetLogicalProcessorInformation (processor cores stand in for
+// packages before Windows Vista). At most maxMasks masks are returned.
+int GetProcessorPackageMasks(std::vector<uint64_t>& masks, size_t maxMasks);
+
+// Points the readers of /sys and /proc at a recorded copy: root holds "sys/..." and "proc/...".
+// "" (the default) reads the live system. Process-wide; tests set it before reading.
+void SetSourceRoot(const std::string& root);
+std::string SourcePath(const std::string& livePath);
+
+}  // namespace Sys
