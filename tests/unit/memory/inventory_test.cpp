@@ -1,0 +1,183 @@
+// "/Platform/MemoryTopology" built from scripted SMBIOS answers on identified boards: slot
+// numbering, every SMBIOS value in its node, sensor addressing per family, totals, and the
+// answers that stop the build.
+#include <gtest/gtest.h>
+
+#include "FakeSiblings.h"
+#include "LogCapture.h"
+#include "PlatformConfigMgr.h"
+#include "SimulatedServer.h"
+
+namespace {
+
+using namespace Module::PlatformConfig;
+using MemoryTest::Array;
+using MemoryTest::Device;
+using MemoryTest::FakeSmbios;
+using Strings = std::vector<std::string>;
+
+constexpr const char* kSlots = "/Platform/MemoryTopology/MemoryInfo";
+
+// Identified from its firmware variable: KARVO_PLATFORM, DIMM sensors e0-e7 then ff.
+constexpr const char* kKarvoBoard = "board-table-hit";
+// TESKAR_PLATFORM, DIMM sensors c0-df.
+constexpr const char* kTeskarBoard = "blank-fru";
+
+ResultMap Topology(const std::string& query = "/Platform/MemoryTopology") {
+  PlatformConfigMgr mgr("");
+  ResultMap result;
+  mgr.ResolveQuery(query, result);
+  return result;
+}
+
+std::string Value(const ResultMap& result, const std::string& path) {
+  auto it = result.find(path);
+  if (it == result.end()) return "<absent>";
+  return it->second.list.empty() ? "<empty>" : it->second.list.front();
+}
+
+std::string Slot(int n, const std::string& leaf) {
+  return std::string(kSlots) + "[" + std::to_string(n) + "]/" + leaf;
+}
+
+std::vector<Device> Devices(const std::string& prefix, int count) {
+  std::vector<Device> devices;
+  for (int d = 0; d < count; ++d) devices.push_back({prefix + std::to_string(d)});
+  return devices;
+}
+
+TEST(MemoryInventory, TwoArraysOfFourFillEightSlotsInOrder) {
+  PlatformTest::SimulatedServer server(kKarvoBoard);
+  std::vector<Array> arrays = {{Devices("A", 4)}, {Devices("B", 4)}};
+  arrays[0].devices[2].size = "0";        // empty socket: a record, no size
+  arrays[1].devices[3].size = "Unknown";  // counts nothing either
+  FakeSmbios smbios("2", arrays);
+  const ResultMap r = Topology();
+
+  EXPECT_EQ(Value(r, "/Platform/MemoryTopology/NumberOfElements"), "8");
+  EXPECT_EQ(Value(r, "/Platform/MemoryTopology/TotalMemorySize"), std::to_string(6 * 8192));
+  const Strings expectedLeaves = {"MemoryLocation",    "MemoryErrorCorrectionType",
+                                  "MemoryArrayHandle", "MemoryTotalWidth",
+                                  "MemoryDataWidth",   "MemorySize",
+                                  "MemorySlotName",    "MemoryBankName",
+                                  "MemoryType",        "TypeDetail",
+                                  "MemorySpeed",       "SlotSensorNumber",
+                                  "SensorNumber",      "SlotSensorOwnerID",
+                                  "SensorOwnerID",     "SensorOwnerLUN"};
+  Strings children;
+  for (const std::string& leaf : expectedLeaves) children.push_back(Slot(5, leaf));
+  EXPECT_EQ(r.at(std::string(kSlots) + "[5]").list, children);
+
+  // Slot 5 is the second array's second device.
+  EXPECT_EQ(Value(r, Slot(5, "MemorySlotName")), "B1");
+  EXPECT_EQ(Value(r, Slot(5, "MemoryBankName")), "BANK 1");
+  EXPECT_EQ(Value(r, Slot(5, "MemoryErrorCorrectionType")), "Multi-bit ECC 2");
+  EXPECT_EQ(Value(r, Slot(5, "MemoryArrayHandle")), "0x1001");
+  EXPECT_EQ(Value(r, Slot(5, "MemorySpeed")), "2401");
+  EXPECT_EQ(Value(r, Slot(5, "TypeDetail/Registered")), "Yes");
+  EXPECT_EQ(r.at(Slot(5, "TypeDetail")).list,
+            (Strings{Slot(5, "TypeDetail/Synchronous"), Slot(5, "TypeDetail/Registered")}));
+  EXPECT_EQ(Value(r, Slot(2, "MemorySize")), "0");
+  EXPECT_EQ(Value(r, Slot(5, "SensorNumber")), "41");
+  EXPECT_EQ(Value(r, Slot(5, "SlotSensorNumber")), "e5");
+  EXPECT_EQ(Value(r, Slot(7, "SlotSensorNumber")), "e7");
+  EXPECT_EQ(Value(r, Slot(0, "SensorNumber")), "0");
+  EXPECT_EQ(Value(r, Slot(0, "SlotSensorOwnerID")), "22");
+  EXPECT_EQ(Value(r, Slot(0, "SensorOwnerID")), "33");
+  EXPECT_EQ(Value(r, Slot(0, "SensorOwnerLUN")), "0");
+}
+
+TEST(MemoryInventory, SlotsFollowEachArraysOwnCountAndFillersCoverTheRest) {
+  PlatformTest::SimulatedServer server(kKarvoBoard);
+  {
+    // Array 2 numbers its slots 3..5 from its own count of 3: slot 2 is never written.
+    FakeSmbios smbios("2", {{Devices("A", 2)}, {Devices("B", 3)}});
+    const ResultMap r = Topology();
+    EXPECT_EQ(Value(r, "/Platform/MemoryTopology/NumberOfElements"), "5");
+    EXPECT_EQ(r.count(std::string(kSlots) + "[2]"), 0u);
+    EXPECT_EQ(Value(r, Slot(3, "MemorySlotName")), "B0");
+    EXPECT_EQ(Value(r, Slot(3, "SlotSensorNumber")), "e3");
+    EXPECT_EQ(Value(r, Slot(5, "SensorNumber")), "42");
+  }
+  {
+    // 2 x 24 slots outgrow the 32-entry table: the rest get the upper-case filler.
+    FakeSmbios smbios("2", {{Devices("A", 24)}, {Devices("B", 24)}});
+    const ResultMap r = Topology();
+    EXPECT_EQ(Value(r, "/Platform/MemoryTopology/NumberOfElements"), "48");
+    EXPECT_EQ(Value(r, Slot(8, "SlotSensorNumber")), "ff");
+    EXPECT_EQ(Value(r, Slot(31, "SlotSensorNumber")), "ff");
+    EXPECT_EQ(Value(r, Slot(32, "SlotSensorNumber")), "FF");
+    EXPECT_EQ(Value(r, Slot(47, "SensorNumber")), "57");
+  }
+  {
+    // A later array larger than the first reaches past the filled table: filler, no overrun.
+    FakeSmbios smbios("2", {{Devices("A", 1)}, {Devices("B", 40)}});
+    const ResultMap r = Topology();
+    EXPECT_EQ(Value(r, Slot(79, "SlotSensorNumber")), "FF");
+    EXPECT_EQ(Value(r, Slot(40, "SlotSensorNumber")), "FF");
+    EXPECT_EQ(Value(r, Slot(0, "SlotSensorNumber")), "e0");
+  }
+}
+
+TEST(MemoryInventory, FourBoardFamilyAddressesSlotsByTheBoardInTheLocator) {
+  PlatformTest::SimulatedServer server(kTeskarBoard);
+  std::vector<Array> arrays = {
+      {Devices("Board C DIMM ", 3)}, {Devices("Board A DIMM ", 3)}, {Devices("Riser DIMM ", 3)}};
+  // Only an array's first device decides its board.
+  arrays[1].devices[1].locator = "Board D DIMM 1";
+  FakeSmbios smbios("3", arrays);
+  const ResultMap r = Topology();
+  EXPECT_EQ(Value(r, Slot(2, "SensorNumber")), "82");
+  EXPECT_EQ(Value(r, Slot(2, "SlotSensorNumber")), "c8");  // index 2 x 3 + 2
+  EXPECT_EQ(Value(r, Slot(4, "SensorNumber")), "1");
+  EXPECT_EQ(Value(r, Slot(4, "SlotSensorNumber")), "c1");
+  EXPECT_EQ(Value(r, Slot(6, "SensorNumber")), "c0");  // no board named: the last one
+  EXPECT_EQ(Value(r, Slot(8, "SlotSensorNumber")), "cb");
+}
+
+TEST(MemoryInventory, AnswersThatStopTheBuildAreReportedAndKeepWhatWasWritten) {
+  PlatformTest::SimulatedServer server(kKarvoBoard);
+  const struct {
+    const char* name;
+    std::string arrayCount;
+    std::vector<Array> arrays;
+    int code, line;
+    Strings root;  // "/Platform/MemoryTopology"'s list
+    const char* elements;
+  } cases[] = {
+      {"no array count", "", {}, 1038, 74, {"ERROR_GET_MEMORY_ARRAY_NO"}, "<absent>"},
+      {"negative array count", "-1", {}, 1038, 114, {"ERROR_GET_MEMORY_ARRAY_NO"}, "<absent>"},
+      {"no arrays", "0", {}, 0, 0, {}, "0"},
+      {"second array without a device count",
+       "2",
+       {{Devices("A", 2)}, {Devices("B", 2)}},
+       1039,
+       125,
+       {},
+       "<absent>"},
+  };
+  for (auto c : cases) {
+    if (c.arrays.size() == 2) c.arrays[1].answersDeviceCount = false;
+    FakeSmbios smbios(c.arrayCount, c.arrays);
+    TestSupport::LogCapture log;
+    const ResultMap r = Topology();
+    EXPECT_EQ(Value(r, "/Platform/MemoryTopology/NumberOfElements"), c.elements) << c.name;
+    if (!c.root.empty()) {
+      EXPECT_EQ(r.at("/Platform/MemoryTopology").list, c.root) << c.name;
+    }
+    if (c.code == 0) {
+      EXPECT_TRUE(log.Records().empty()) << c.name;
+      EXPECT_EQ(Value(r, "/Platform/MemoryTopology/TotalMemorySize"), "0") << c.name;
+      continue;
+    }
+    ASSERT_EQ(log.Records().size(), 1u) << c.name;
+    EXPECT_EQ(log.Records()[0].line, c.line) << c.name;
+    EXPECT_EQ(log.Records()[0].source, ".\\MemoryImpl") << c.name;
+    EXPECT_EQ(log.Records()[0].text.rfind(std::to_string(c.code) + ": ", 0), 0u) << c.name;
+  }
+  // The first array's slots stay when the second one stops the build.
+  FakeSmbios smbios("2", {{Devices("A", 2)}, {{}, "", false}});
+  EXPECT_EQ(Value(Topology(), Slot(1, "MemorySlotName")), "A1");
+}
+
+}  // namespace

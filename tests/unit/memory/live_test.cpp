@@ -1,0 +1,113 @@
+// The values read from the BMC at query time: a slot's DIMM state and the error counts.
+#include <gtest/gtest.h>
+
+#include "FakeSiblings.h"
+#include "LogCapture.h"
+#include "PlatformConfigMgr.h"
+#include "SimulatedServer.h"
+
+namespace {
+
+using namespace Module::PlatformConfig;
+using MemoryTest::Array;
+using MemoryTest::FakeBmc;
+using MemoryTest::FakeSmbios;
+using MemoryTest::SelRecord;
+
+constexpr const char* kErrors = "/Platform/MemoryTopology/Errors";
+
+ResultMap Ask(PlatformConfigMgr& mgr, const std::string& query) {
+  ResultMap result;
+  mgr.ResolveQuery(query, result);
+  return result;
+}
+
+std::vector<Array> OneArrayOfTen() {
+  Array array;
+  for (int d = 0; d < 10; ++d) array.devices.push_back({"DIMM" + std::to_string(d)});
+  return {array};
+}
+
+// Board R7100QTN: slots 0-7 have sensors e0-e7, slots 8 and 9 "ff".
+TEST(DimmState, IsReadFromTheSlotsSensorAtEveryQuery) {
+  PlatformTest::SimulatedServer server("board-table-hit");
+  FakeSmbios smbios("1", OneArrayOfTen());
+  FakeBmc bmc;
+  PlatformConfigMgr mgr("");
+  const struct {
+    int slot;
+    const char* reply;  // nullptr: no answer
+    const char* state;
+    const char* asked;
+  } cases[] = {
+      {0, "0 c0 4 0", "1", "/BMC/SENSOR[224]/VALUE"},
+      {1, "0 c0 5 3", "f", "/BMC/SENSOR[225]/VALUE"},
+      {2, "0 c1 5 3", "ERROR_GET_MEMORY_DIMM_STATE", "/BMC/SENSOR[226]/VALUE"},
+      {3, "0 c0 0 0", "ERROR_GET_MEMORY_DIMM_STATE", "/BMC/SENSOR[227]/VALUE"},
+      {4, "", "ERROR_GET_MEMORY_DIMM_STATE", "/BMC/SENSOR[228]/VALUE"},
+      {5, nullptr, "ERROR_GET_MEMORY_DIMM_STATE", "/BMC/SENSOR[229]/VALUE"},
+      {6, "throw", "ERROR_GET_MEMORY_DIMM_STATE", "/BMC/SENSOR[230]/VALUE"},
+      {9, "0 c0 1", "8", "/BMC/SENSOR[255]/VALUE"},  // no sensor on the board: asked all the same
+  };
+  for (const auto& c : cases) {
+    bmc.replies.clear();
+    bmc.asked.clear();
+    if (c.reply != nullptr) bmc.replies[224 + (c.slot < 8 ? c.slot : 31)] = c.reply;
+    const std::string path =
+        "/Platform/MemoryTopology/MemoryInfo[" + std::to_string(c.slot) + "]/MemoryState";
+    TestSupport::LogCapture log;
+    for (int round = 0; round < 2; ++round) {
+      const ResultMap r = Ask(mgr, path);
+      ASSERT_EQ(r.size(), 1u) << path;
+      EXPECT_EQ(r.at(path).list, std::vector<std::string>{c.state}) << path;
+    }
+    EXPECT_EQ(bmc.asked, (std::vector<std::string>{c.asked, c.asked})) << path;
+    const bool failed = c.state[0] == 'E';
+    ASSERT_EQ(log.Records().empty(), !failed) << path;
+    if (failed) {
+      EXPECT_EQ(log.Records().back().line, 240) << path;
+      EXPECT_EQ(log.Records().back().function, "Module::PlatformConfig::Memory::GetMemoryState");
+    }
+  }
+  // A slot the inventory does not have is not answered and asks nothing.
+  bmc.asked.clear();
+  EXPECT_TRUE(Ask(mgr, "/Platform/MemoryTopology/MemoryInfo[10]/MemoryState").empty());
+  EXPECT_TRUE(bmc.asked.empty());
+  // The state is never kept: the slot, rebuilt for the next query, has none.
+  const ResultMap slot = Ask(mgr, "/Platform/MemoryTopology/MemoryInfo[9]");
+  EXPECT_EQ(slot.count("/Platform/MemoryTopology/MemoryInfo[9]/MemoryState"), 0u);
+}
+
+TEST(MemoryErrors, AreCountedFromTheEventLogSinceTheLastBoot) {
+  PlatformTest::SimulatedServer server("board-table-hit");
+  FakeBmc bmc;
+  PlatformConfigMgr mgr("");
+  const std::string cor = SelRecord(0x0C, 0x40), uncor = SelRecord(0x0C, 0x41),
+                    boot = SelRecord(0x12, 0x01), other = SelRecord(0x07, 0x41);
+  // Twelve records, so that record 10 must sort after record 9.
+  bmc.sel = {cor, uncor, cor, cor, cor, other, cor, uncor, boot, uncor, cor, other};
+  ResultMap r = Ask(mgr, kErrors);
+  EXPECT_EQ(r.at(std::string(kErrors) + "/CorErrorCount").list.front(), "1");
+  EXPECT_EQ(r.at(std::string(kErrors) + "/UnCorErrorCount").list.front(), "1");
+  EXPECT_EQ(r.at(kErrors).list.size(), 2u);
+
+  bmc.sel.push_back(boot);
+  r = Ask(mgr, std::string(kErrors) + "/CorErrorCount");
+  ASSERT_EQ(r.size(), 1u);
+  EXPECT_EQ(r.begin()->second.list.front(), "0");
+
+  for (bool fails : {false, true}) {
+    bmc.sel.clear();
+    bmc.selFails = fails;
+    TestSupport::LogCapture log;
+    r = Ask(mgr, kErrors);
+    for (const char* leaf : {"/CorErrorCount", "/UnCorErrorCount"}) {
+      EXPECT_EQ(r.at(std::string(kErrors) + leaf).list.front(), "ERROR_GET_MEMORY_ECC_ERROR_COUNT");
+    }
+    ASSERT_FALSE(log.Records().empty());
+    EXPECT_EQ(log.Records().back().line, 267);
+    EXPECT_EQ(log.Records().back().text.rfind("1037: ", 0), 0u);
+  }
+}
+
+}  // namespace
