@@ -14,9 +14,9 @@ constexpr int kPackagesSizeQueryOdd = -5;    // the size query succeeded with no
 
 // One mask per processor package, in the order the OS lists them, bit b = logical processor
 // b (as in GetProcessAffinityMask). On Linux from
-// <root>/devices/system/cpu/cpu*/topology/physical_package_id, root being the sysfs root
-// (SetSourceRoot); on Windows from GetLogicalProcessorInformation (processor cores stand in for
-// packages before Windows Vista). At most maxMasks masks are returned.
+// <root>/sys/devices/system/cpu/cpu*/topology/physical_package_id (root: SetSourceRoot), in
+// ascending package-id order; on Windows from GetLogicalProcessorInformation (processor cores
+// stand in for packages before Windows Vista). At most maxMasks masks are returned.
 int GetProcessorPackageMasks(std::vector<uint64_t>& masks, size_t maxMasks);
 
 // Points the readers of /sys and /proc at a recorded copy: root holds "sys/..." and "proc/...".

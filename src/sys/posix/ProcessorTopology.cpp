@@ -1,0 +1,78 @@
+#include "sys/ProcessorTopology.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+
+namespace Sys {
+
+namespace {
+
+// The recorded copy tests read instead of the live /sys and /proc; "" = live. Set by tests
+// before reading, so it is not guarded.
+std::string g_sourceRoot;
+
+// N of a directory named "cpuN" (not cpufreq, cpuidle, ...); false otherwise.
+bool CpuNumber(const std::string& name, unsigned long& cpu) {
+  if (name.size() < 4 || name.size() > 9 || name.compare(0, 3, "cpu") != 0) return false;
+  if (name.find_first_not_of("0123456789", 3) != std::string::npos) return false;
+  cpu = std::strtoul(name.c_str() + 3, nullptr, 10);
+  return true;
+}
+
+// The whole number a sysfs file holds (one line); false when missing or not a number.
+bool ReadNumber(const std::filesystem::path& path, long& value) {
+  std::ifstream in(path);
+  if (!in) return false;
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const char* begin = text.c_str();
+  char* end = nullptr;
+  errno = 0;
+  value = std::strtol(begin, &end, 10);
+  if (end == begin || errno != 0) return false;
+  const char* const stop = begin + text.size();
+  while (end < stop && (*end == '\n' || *end == ' ' || *end == '\t' || *end == '\r')) ++end;
+  return end == stop;
+}
+
+}  // namespace
+
+void SetSourceRoot(const std::string& root) {
+  g_sourceRoot = root;
+}
+
+std::string SourcePath(const std::string& livePath) {
+  return g_sourceRoot.empty() ? livePath : g_sourceRoot + livePath;
+}
+
+int GetProcessorPackageMasks(std::vector<uint64_t>& masks, size_t maxMasks) {
+  masks.clear();
+  namespace fs = std::filesystem;
+  std::error_code error;
+
+  // Package id -> its processors, so the masks come in ascending package-id order. A CPU
+  // that is offline has no topology directory and counts in no package; CPUs 64 and above
+  // cannot be represented and are left out (a package made only of them is not listed).
+  std::map<long, uint64_t> packages;
+  bool anyRead = false;
+  for (fs::directory_iterator entry(SourcePath("/sys/devices/system/cpu"), error);
+       !error && entry != fs::directory_iterator(); entry.increment(error)) {
+    unsigned long cpu = 0;
+    long package = 0;
+    if (!CpuNumber(entry->path().filename().string(), cpu)) continue;
+    if (!ReadNumber(entry->path() / "topology" / "physical_package_id", package)) continue;
+    anyRead = true;
+    if (cpu < 64) packages[package] |= uint64_t{1} << cpu;
+  }
+  if (!anyRead) return kPackagesUnsupported;
+  for (const auto& [package, mask] : packages) {
+    if (masks.size() >= maxMasks) break;
+    masks.push_back(mask);
+  }
+  return kPackagesOk;
+}
+
+}  // namespace Sys
