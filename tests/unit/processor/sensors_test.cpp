@@ -1,0 +1,214 @@
+// The BMC's processor sensors per family: which sockets are populated, and one socket's state.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <map>
+#include <set>
+#include <vector>
+
+#include "BMCConfigModule.h"
+#include "ResultStatus.h"
+#include "processor/CPUInternalFunc.h"
+
+namespace {
+
+using namespace Module::PlatformConfig;
+using Module::BMCConfig::BMCConfigModule;
+using Bytes = std::vector<int>;
+
+// Sensor bytes by sensor number, answered in the BMC module's list form (value k is the
+// reply from byte k on); a sensor without bytes is not answered, one listed in `failing`
+// throws as a dead controller does.
+class FakeSensors {
+ public:
+  FakeSensors() {
+    previous_ = BMCConfigModule::InstallAnswerSource([this](const std::string& q, ResultMap& a) {
+      asked.push_back(q);
+      int sensor = 0;
+      char leaf[16] = {};
+      if (std::sscanf(q.c_str(), "/BMC/SENSOR[%d]/%15[A-Z]", &sensor, leaf) != 2) return;
+      if (failing.count(sensor)) throw ResultStatus(2040, "down", q, XCOMMAND_NONE);
+      const auto& table = std::string(leaf) == "PROCEVENT" ? events : readings;
+      auto it = table.find(sensor);
+      if (it == table.end()) return;
+      _XNode& node = a[q];
+      for (size_t k = 0; k < it->second.size(); ++k) {
+        std::string value;
+        for (size_t i = k; i < it->second.size(); ++i) {
+          char byte[4];
+          std::snprintf(byte, sizeof byte, "%x", it->second[i]);
+          value += (value.empty() ? "" : " ") + std::string(byte);
+        }
+        node.list.push_back(value);
+      }
+    });
+  }
+  ~FakeSensors() { BMCConfigModule::InstallAnswerSource(previous_); }
+
+  std::map<int, Bytes> events, readings;
+  std::set<int> failing;
+  std::vector<std::string> asked;
+
+ private:
+  BMCConfigModule::AnswerSource previous_;
+};
+
+constexpr const char* kKarvo = "KARVO_PLATFORM";
+
+TEST(ProcessorSensors, DiscoveryAsksOnlyTheSocketsTheFamilyHasSensorsFor) {
+  FakeSensors bmc;
+  uint32_t count = 7;
+  uint8_t handles[64] = {};
+  // No sensors at all: nothing asked, nothing found, the count left as it was.
+  EXPECT_EQ(DiscoverProcessorSensors(&count, handles, "OTHER_PLATFORM"), kOk);
+  EXPECT_EQ(count, 7u);
+  EXPECT_EQ(DiscoverProcessorSensors(&count, handles, "KARVO_PLATFORM2"), kOk);
+  EXPECT_TRUE(bmc.asked.empty());
+  // One-socket families: present without asking.
+  for (auto [family, sensor] :
+       {std::pair<const char*, int>{"ROPHIN_PLATFORM", 0x0F}, {"DUVANE_PLATFORM", 0x10}}) {
+    count = 0;
+    EXPECT_EQ(DiscoverProcessorSensors(&count, handles, family), kOk);
+    EXPECT_EQ(count, 1u);
+    EXPECT_EQ(handles[0], sensor);
+  }
+  EXPECT_TRUE(bmc.asked.empty());
+
+  // Two sockets: the first reported empty by its event status, the second present.
+  bmc.events = {{0x60, {0xC0, 0x00}}, {0x61, {0xC0, 0x80}}};
+  bmc.readings = {{0x61, {0x00, 0xC0, 0x80}}};
+  EXPECT_EQ(DiscoverProcessorSensors(&count, handles, "ZORVEL_PLATFORM"), kOk);
+  EXPECT_EQ(count, 1u);
+  EXPECT_EQ(handles[0], 0x61);
+  EXPECT_EQ(bmc.asked,
+            (std::vector<std::string>{"/BMC/SENSOR[96]/PROCEVENT", "/BMC/SENSOR[97]/PROCEVENT",
+                                      "/BMC/SENSOR[97]/VALUE"}));
+  EXPECT_EQ(DiscoverProcessorSensors(nullptr, handles, kKarvo), kMissingArgument);
+}
+
+TEST(ProcessorSensors, PresenceIsDecidedOnlyByFlagsThatSayTheStatesAreValid) {
+  FakeSensors bmc;
+  // 0x90: scanning only (0x40), so the event status decides nothing; its reading says absent.
+  // 0x91: neither answer has valid flags: counts as present. 0x92: present by its reading.
+  // 0x93: the event status bytes end early; the missing state byte reads as 0 (absent).
+  bmc.events = {{0x90, {0x40, 0x00}}, {0x91, {0x00}}, {0x92, {0xC0, 0x80}}, {0x93, {0xC0}}};
+  bmc.readings = {{0x90, {0x00, 0xC0, 0x00}}, {0x91, {0x00}}, {0x92, {0x00, 0xC0, 0x80}}};
+  uint32_t count = 0;
+  uint8_t handles[64] = {};
+  EXPECT_EQ(DiscoverProcessorSensors(&count, handles, kKarvo), kOk);
+  ASSERT_EQ(count, 2u);
+  EXPECT_EQ(handles[0], 0x91);
+  EXPECT_EQ(handles[1], 0x92);
+
+  // An unanswered or failing query ends discovery.
+  bmc.events.erase(0x92);
+  EXPECT_EQ(DiscoverProcessorSensors(&count, handles, kKarvo), kBmcQueryFailed);
+  bmc.events[0x92] = {0xC0, 0x80};
+  bmc.failing = {0x93};
+  EXPECT_EQ(DiscoverProcessorSensors(&count, handles, kKarvo), kBmcQueryFailed);
+}
+
+struct StatusCase {
+  const char* name;
+  const char* family;
+  uint32_t sensor;
+  std::map<int, Bytes> events, readings;
+  uint32_t code;
+  // ThermalTrip, IERR, FRB1, FRB2, FRB3, ConfigError, ProcessorThrottled; -1 = not reported.
+  std::vector<int> states;
+};
+
+TEST(ProcessorSensors, StatusTakesOnlyTheStatesTheSensorsReport) {
+  const std::vector<int> none(7, -1);
+  const StatusCase cases[] = {
+      {"every state reported, none asserted; throttled by state 0",
+       kKarvo,
+       0x90,
+       {{0x90, {0xC0, 0xBF}}, {0xC0, {0xC0, 0xC1, 0x01}}},
+       {{0x90, {0x00, 0xFF, 0x80}}},
+       kOk,
+       {0, 0, 0, 0, 0, 0, 1}},
+      {"IERR and thermal trip reported; throttling by state 2",
+       kKarvo,
+       0x91,
+       {{0x91, {0xC0, 0x82}}, {0xC1, {0xC0, 0xC4, 0x00}}},
+       {{0x91, {0x00, 0xC3, 0x82}}},
+       kOk,
+       {1, 0, -1, -1, -1, -1, 0}},
+      {"throttling by state 3 when neither 0 nor 2 is reported",
+       kKarvo,
+       0x91,
+       {{0x91, {0x40}}, {0xC1, {0xC0, 0xC0, 0x0A}}},
+       {},
+       kOk,
+       {-1, -1, -1, -1, -1, -1, 1}},
+      {"scanning only: nothing reported",
+       kKarvo,
+       0x90,
+       {{0x90, {0x40, 0xBF}}, {0xC0, {0x40, 0xFF}}},
+       {},
+       kOk,
+       none},
+      {"the throttling sensor's gate: no state 0, 2 or 7 and no state 9",
+       kKarvo,
+       0x90,
+       {{0x90, {0x00}}, {0xC0, {0xC0, 0x48, 0x00}}},
+       {},
+       kOk,
+       none},
+      {"the one-socket family passes the gate and reads its throttling from byte 0",
+       "ROPHIN_PLATFORM",
+       0x0F,
+       {{0x0F, {0x00}}, {0x10, {0xC0, 0x48, 0x00}}},
+       {},
+       kOk,
+       {-1, -1, -1, -1, -1, -1, 0}},
+      {"the other one-socket family takes the general rule",
+       "DUVANE_PLATFORM",
+       0x10,
+       {{0x10, {0x00}}, {0x11, {0xC0, 0xC1, 0x01}}},
+       {},
+       kOk,
+       {-1, -1, -1, -1, -1, -1, 1}},
+      {"no sensor number", kKarvo, 0xFF, {}, {}, kMissingArgument, {}},
+      {"not in the family's row", "PIRLOW_PLATFORM", 0x92, {}, {}, kMissingArgument, {}},
+      {"a family without sensors", "OTHER_PLATFORM", 0x90, {}, {}, kMissingArgument, {}},
+      {"a family spelled as identification never names it",
+       "KARVO3_PLATFORM",
+       0x92,
+       {{0x92, {0x00}}, {0xC2, {0x00}}},
+       {},
+       kOk,
+       none},
+      {"the controller does not answer", kKarvo, 0x90, {}, {}, kBmcQueryFailed, {}},
+      {"the throttling sensor does not answer",
+       kKarvo,
+       0x90,
+       {{0x90, {0x00}}},
+       {},
+       kBmcQueryFailed,
+       {}},
+  };
+  for (const StatusCase& c : cases) {
+    FakeSensors bmc;
+    bmc.events = c.events;
+    bmc.readings = c.readings;
+    PhysicalProcessorStatus status{};
+    ASSERT_EQ(ReadCPUSensorStatus(c.sensor, &status, c.family), c.code) << c.name;
+    if (c.code != kOk) continue;
+    EXPECT_EQ(status.SensorOwnerID, 0x20u) << c.name;
+    EXPECT_EQ(status.SensorOwnerLUN, 0u) << c.name;
+    EXPECT_EQ(status.SensorNumber, c.sensor) << c.name;
+    const std::vector<int> got = {static_cast<int>(status.ThermalTrip),
+                                  static_cast<int>(status.IERR),
+                                  static_cast<int>(status.FRB1),
+                                  static_cast<int>(status.FRB2),
+                                  static_cast<int>(status.FRB3),
+                                  static_cast<int>(status.ConfigError),
+                                  static_cast<int>(status.ProcessorThrottled)};
+    EXPECT_EQ(got, c.states) << c.name;
+  }
+  EXPECT_EQ(ReadCPUSensorStatus(0x90, nullptr, kKarvo), kMissingArgument);
+}
+
+}  // namespace
