@@ -20,7 +20,8 @@ constexpr int kPackagesSizeQueryOdd = -5;    // the size query succeeded with no
 int GetProcessorPackageMasks(std::vector<uint64_t>& masks, size_t maxMasks);
 
 // Points the readers of /sys and /proc at a recorded copy: root holds "sys/..." and "proc/...".
-// "" (the default) reads the live system. Process-wide; tests set it before reading.
+// "" (the default) reads the live system, or the root named by $ORDIX_SYS_ROOT when that is
+// set. Process-wide; tests set it before reading.
 void SetSourceRoot(const std::string& root);
 std::string SourcePath(const std::string& livePath);
 

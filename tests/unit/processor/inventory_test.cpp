@@ -1,0 +1,218 @@
+// "/Platform/ProcessorInfo" through the data manager: sockets from scripted SMBIOS answers,
+// packages from a recorded sysfs tree, identification by the real pinned workers of this
+// process, status from scripted sensors; usage from the live or a recorded /proc/stat.
+#include <gtest/gtest.h>
+#include <sched.h>
+
+#include <cstdlib>
+
+#include "BIOSConfigModule.h"
+#include "FakeSensors.h"
+#include "LogCapture.h"
+#include "PlatformConfigMgr.h"
+#include "SimulatedServer.h"
+
+namespace {
+
+using namespace Module::PlatformConfig;
+using Module::BIOSConfig::BIOSConfigModule;
+using ProcessorTest::FakeSensors;
+using Strings = std::vector<std::string>;
+
+constexpr const char* kInfo = "/Platform/ProcessorInfo";
+
+// Type 4 structures by their Status text; the other values name their socket.
+class FakeSockets {
+ public:
+  explicit FakeSockets(Strings statuses) : statuses_(std::move(statuses)) {
+    previous_ = BIOSConfigModule::InstallAnswerSource([this](const std::string& q, ResultMap& a) {
+      if (q == "/SMBIOS/Type4/@children") {
+        _XNode& node = a["/SMBIOS/Type4"];
+        node.kind = XNODE_ELEMENT;
+        for (size_t i = 1; i <= statuses_.size(); ++i)
+          node.list.push_back("/SMBIOS/Type4[" + std::to_string(i) + "]");
+        return;
+      }
+      size_t i = 0;
+      char key[32] = {};
+      if (std::sscanf(q.c_str(), "/SMBIOS/Type4[%zu]/%31s", &i, key) != 2) return;
+      if (i < 1 || i > statuses_.size()) return;
+      const std::string value = std::string(key) == "Status"
+                                    ? statuses_[i - 1]
+                                    : std::string(key) + " " + std::to_string(i);
+      a[q] = _XNode{XNODE_VALUE, {value}, {}};
+    });
+  }
+  ~FakeSockets() { BIOSConfigModule::InstallAnswerSource(previous_); }
+
+ private:
+  Strings statuses_;
+  BIOSConfigModule::AnswerSource previous_;
+};
+
+// A recorded machine: packages of CPUs (package p holds cpus[p]) and a /proc/stat.
+struct RecordedMachine {
+  RecordedMachine(const std::vector<std::vector<int>>& packages, const std::string& stat) {
+    for (size_t p = 0; p < packages.size(); ++p) {
+      for (int cpu : packages[p]) {
+        dir.Write(
+            "sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/topology/physical_package_id",
+            std::to_string(p) + "\n");
+      }
+    }
+    dir.Write("proc/stat", stat);
+  }
+  TestSupport::TempDir dir;
+  TestSupport::ScopedEnv root{"ORDIX_SYS_ROOT", dir.Path()};
+};
+
+std::vector<int> AllCpus() {
+  std::vector<int> cpus;
+  for (int c = 0; c < 64; ++c) cpus.push_back(c);
+  return cpus;
+}
+
+// Logical processors the workers run on: the CPUs this process may use (at most 64).
+uint32_t WorkerCount() {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  sched_getaffinity(0, sizeof set, &set);
+  uint32_t n = 0;
+  for (int c = 0; c < 64; ++c) n += CPU_ISSET(c, &set) ? 1 : 0;
+  return n;
+}
+
+ResultMap Ask(PlatformConfigMgr& mgr, const std::string& query) {
+  ResultMap result;
+  mgr.ResolveQuery(query, result);
+  return result;
+}
+
+std::string Value(const ResultMap& r, const std::string& path) {
+  auto it = r.find(path);
+  return it == r.end() ? "<absent>" : it->second.list.empty() ? "<empty>" : it->second.list[0];
+}
+
+// Board R7100QTN: its family watches sockets through sensors 90h-93h (throttling C0h-C3h).
+struct KarvoServer {
+  PlatformTest::SimulatedServer server{"board-table-hit"};
+  FakeSensors bmc;
+  KarvoServer() {
+    bmc.events = {{0x90, {0xC0, 0x82}},
+                  {0x91, {0xC0, 0x00}},
+                  {0x92, {0xC0, 0x00}},
+                  {0x93, {0xC0, 0x00}},
+                  {0xC0, {0x00}}};
+    bmc.readings = {{0x90, {0x00, 0xC3, 0x82}}};
+  }
+};
+
+TEST(ProcessorInventory, SocketsKeepTheirTableIndexWhilePackagesCountFromOne) {
+  KarvoServer karvo;
+  FakeSockets sockets({"Populated: No, Unknown", "Populated: Yes, Enabled", "populated: yes"});
+  RecordedMachine machine({AllCpus()}, "");
+  PlatformConfigMgr mgr("");
+  TestSupport::LogCapture log;
+  const ResultMap r = Ask(mgr, kInfo);
+  EXPECT_TRUE(log.Records().empty());
+
+  const std::string socket = std::string(kInfo) + "/PhysicalProcessorInfo[2]";
+  EXPECT_EQ(Value(r, socket + "/ProcessorOperatingSpeed"), "CurrentSpeed 2");
+  EXPECT_EQ(Value(r, socket + "/ProcessorExternalFrequency"), "ClockFrequency 2");
+  EXPECT_EQ(Value(r, socket + "/ProcessorFamily"), "ProcessorFamily 2");
+  EXPECT_EQ(Value(r, socket + "/ProcessorVersion"), "ProcessorVersion 2");
+  EXPECT_EQ(r.count(std::string(kInfo) + "/PhysicalProcessorInfo[3]"), 0u);
+  EXPECT_EQ(Value(r, std::string(kInfo) + "/NumberOfPhysicalProcessor"), "1");
+
+  const uint32_t workers = WorkerCount();
+  EXPECT_EQ(Value(r, std::string(kInfo) + "/NumberOfLogicalProcessor"), std::to_string(workers));
+  const std::string package = std::string(kInfo) + "/PhysicalProcessorInfo[1]";
+  EXPECT_EQ(Value(r, package + "/IsHTSupported"), "FALSE");
+  EXPECT_EQ(Value(r, package + "/IsHTEnabled"), "FALSE");
+  EXPECT_EQ(Value(r, package + "/IsMultiCoreSupported"), "FALSE");
+  EXPECT_EQ(Value(r, package + "/ProcessorStepping"), "1");
+  EXPECT_EQ(Value(r, package + "/TotalNoOfLogicalProcessors"), std::to_string(workers));
+  const char* types[] = {"", "SingleCore", "DualCore", "", "QuadCore"};
+  EXPECT_EQ(Value(r, package + "/ProcessorType"), workers <= 4 ? types[workers] : "");
+  for (uint32_t j = 1; j <= workers; ++j) {
+    EXPECT_EQ(Value(r, package + "/LogicalProcessorNumbers[" + std::to_string(j) + "]"),
+              std::to_string(j));
+  }
+
+  const std::string status = std::string(kInfo) + "/PhysicalProcessorStatus[1]";
+  const Strings leaves = {
+      "SensorOwnerID", "SensorOwnerLUN", "SensorNumber", "ThermalTrip",        "IERR",
+      "FRB1",          "FRB2",           "FRB3",         "ProcessorThrottled", "ConfigError"};
+  const Strings values = {"20", "0", "90", "1", "0", "-1", "-1", "-1", "-1", "-1"};
+  for (size_t i = 0; i < leaves.size(); ++i) {
+    EXPECT_EQ(r.at(status).list.at(i), status + "/" + leaves[i]);
+    EXPECT_EQ(Value(r, status + "/" + leaves[i]), values[i]) << leaves[i];
+  }
+}
+
+TEST(ProcessorInventory, FailuresAreReportedPerPackageAndTheRestIsAnswered) {
+  KarvoServer karvo;
+  // The BMC sees two sockets, SMBIOS two; the OS counts three packages: nobody is grouped,
+  // so neither package can be identified; their status still is.
+  karvo.bmc.events[0x91] = {0xC0, 0x80};
+  karvo.bmc.readings[0x91] = {0x00, 0xC0, 0x80};
+  karvo.bmc.events[0xC1] = {0x00};
+  FakeSockets sockets({"Populated: Yes", "Populated: Yes"});
+  RecordedMachine machine({{0}, {1}, {2}}, "");
+  PlatformConfigMgr mgr("");
+  {
+    TestSupport::LogCapture log;
+    const ResultMap r = Ask(mgr, kInfo);
+    ASSERT_EQ(log.Records().size(), 2u);
+    for (const LogRecord& record : log.Records()) {
+      EXPECT_EQ(record.line, 226);
+      EXPECT_EQ(record.text.rfind("1031: ", 0), 0u);
+    }
+    EXPECT_EQ(r.count(std::string(kInfo) + "/PhysicalProcessorInfo[1]/IsHTSupported"), 0u);
+    EXPECT_EQ(Value(r, std::string(kInfo) + "/PhysicalProcessorStatus[2]/SensorNumber"), "91");
+  }
+  {
+    // A controller that fails discovery leaves every package's sensor unknown.
+    karvo.bmc.failing = {0x90};
+    TestSupport::LogCapture log;
+    const ResultMap r = Ask(mgr, kInfo);
+    EXPECT_EQ(r.at(std::string(kInfo) + "/PhysicalProcessorStatus[1]").list,
+              Strings{"ERROR_GET_PHYSICAL_PROCESSOR_STATUS"});
+    ASSERT_FALSE(log.Records().empty());
+    EXPECT_EQ(log.Records().back().line, 268);
+  }
+  {
+    // No populated socket: reported, and nothing at all under the branch.
+    FakeSockets empty({"Populated: No", "Populated: YES, yes"});
+    TestSupport::LogCapture log;
+    const ResultMap r = Ask(mgr, kInfo);
+    EXPECT_TRUE(r.at(kInfo).list.empty());
+    ASSERT_EQ(log.Records().size(), 1u);
+    EXPECT_EQ(log.Records()[0].line, 108);
+    EXPECT_EQ(log.Records()[0].text.rfind("1035: ", 0), 0u);
+  }
+}
+
+TEST(ProcessorUsage, IsSampledForTheCounterInstanceTheQueryNames) {
+  KarvoServer karvo;
+  FakeSockets sockets({"Populated: Yes"});
+  PlatformConfigMgr mgr("");
+  const std::string first = std::string(kInfo) + "/LogicalProcessor[0]/LogicalProcessorUsage";
+  ResultMap r = Ask(mgr, first);
+  ASSERT_EQ(r.size(), 1u);
+  const double percent = std::atof(Value(r, first).c_str());
+  EXPECT_GE(percent, 0.0);
+  EXPECT_LE(percent, 100.0);
+  EXPECT_EQ(Value(r, first).find('.'), Value(r, first).size() - 7);  // "%f": six decimals
+  EXPECT_EQ(mgr.Tree().size(), 1u);
+
+  const std::string beyond =
+      std::string(kInfo) + "/LogicalProcessor[" + std::to_string(WorkerCount()) + "]";
+  EXPECT_EQ(Value(Ask(mgr, beyond), beyond), "ERROR_GET_LOGICAL_PROCESSOR_USAGE");
+
+  // A counter that does not move over the window gives no value.
+  RecordedMachine still({AllCpus()}, "cpu  1 2 3 4 5 6 7 8 0 0\ncpu0 1 2 3 4 5 6 7 8 0 0\n");
+  EXPECT_EQ(Value(Ask(mgr, first), first), "ERROR_GET_LOGICAL_PROCESSOR_USAGE");
+}
+
+}  // namespace
