@@ -20,20 +20,20 @@ FakeSmbios::FakeSmbios(const std::string& arrayCount, const std::vector<Array>& 
   if (!arrayCount.empty()) leaves["/SMBIOS/MemoryArray/TotalNoOfArray"] = arrayCount;
   for (size_t a = 0; a < arrays.size(); ++a) {
     const std::string array = "/SMBIOS/MemoryArray[" + std::to_string(a + 1) + "]";
-    const Array& spec = arrays[a];
-    if (spec.answersDeviceCount) {
+    const Array& layout = arrays[a];
+    if (layout.answersDeviceCount) {
       leaves[array + "/NumMemoryDevices"] =
-          spec.deviceCount.empty() ? std::to_string(spec.devices.size()) : spec.deviceCount;
+          layout.deviceCount.empty() ? std::to_string(layout.devices.size()) : layout.deviceCount;
     }
     leaves[array + "/Location"] = "System Board Or Motherboard";
     leaves[array + "/MemoryErrorCorrection"] = "Multi-bit ECC " + std::to_string(a + 1);
-    for (size_t d = 0; d < spec.devices.size(); ++d) {
+    for (size_t d = 0; d < layout.devices.size(); ++d) {
       const std::string device = array + "/MemoryDevice[" + std::to_string(d + 1) + "]";
       leaves[device + "/MemoryArrayHandle"] = "0x100" + std::to_string(a);
       leaves[device + "/TotalWidth"] = "72";
       leaves[device + "/DataWidth"] = "64";
-      leaves[device + "/Size"] = spec.devices[d].size;
-      leaves[device + "/DeviceLocator"] = spec.devices[d].locator;
+      leaves[device + "/Size"] = layout.devices[d].size;
+      leaves[device + "/DeviceLocator"] = layout.devices[d].locator;
       leaves[device + "/BankLocator"] = "BANK " + std::to_string(d);
       leaves[device + "/MemoryType"] = "DDR4";
       leaves[device + "/Speed"] = std::to_string(2400 + d);
