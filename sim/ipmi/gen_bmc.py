@@ -8,7 +8,12 @@ Into OUT_DIR go:
                 replies set through the module's sensor_bytes command) and its event log
   run.env       KEY=VALUE lines sim/run reads: login and the EFI variable case to point at
 
+With --variant, the profile's event log is replaced by one generated from the variant's short
+description (PROFILE/variants/NAME.toml: a count and a cycle of records repeated in order up to
+it), so a long log needs no thousand hand-written records.
+
 Usage: gen_bmc.py PROFILE/bmc.toml -o OUT_DIR --module PATH [--efi-cases variables.toml]
+                  [--variant PROFILE/variants/NAME.toml]
 """
 
 import argparse
@@ -31,6 +36,8 @@ KEYS = {
     "sensor": {"number", "name", "type", "reading_type", "reading", "event_status"},
     "record": {"type", "generator", "sensor_type", "sensor", "event_type", "data", "bytes",
                "note"},
+    "variant": {"sel"},
+    "generated_sel": {"count", "cycle"},
 }
 
 
@@ -187,8 +194,9 @@ def sel_commands(records):
     lines = ["", f"sel_enable 0x{BMC_ADDRESS:02x} {SEL_CAPACITY} 0x{SEL_FLAGS:02x}"]
     if not isinstance(records, list):
         raise DescriptionError("sel: expected a list of records")
-    if len(records) >= SEL_CAPACITY:
-        raise DescriptionError(f"sel: more than {SEL_CAPACITY - 1} records")
+    # A log filled to its capacity is what a long-running server has; the simulator serves it.
+    if len(records) > SEL_CAPACITY:
+        raise DescriptionError(f"sel: more than {SEL_CAPACITY} records")
     for i, record in enumerate(records):
         where = f"sel[{i}]"
         checked(record, "record", where)
@@ -213,6 +221,21 @@ def efi_case(profile, cases_file):
     return case
 
 
+def generated_sel(variant):
+    """The records of a variant's log: its cycle repeated in order until count records."""
+    checked(variant, "variant", "variant")
+    sel = checked(variant.get("sel"), "generated_sel", "variant.sel")
+    count, cycle = sel.get("count"), sel.get("cycle")
+    if isinstance(count, bool) or not isinstance(count, int) or not 0 < count <= SEL_CAPACITY:
+        raise DescriptionError(f"variant.sel: count = {count!r} is not 1 to {SEL_CAPACITY}")
+    if not isinstance(cycle, list) or not cycle:
+        raise DescriptionError("variant.sel: cycle must be a non-empty list of records")
+    for i, record in enumerate(cycle):  # found wrong here, not as a record of the whole log
+        record_bytes(checked(record, "record", f"variant.sel.cycle[{i}]"),
+                     f"variant.sel.cycle[{i}]")
+    return [cycle[i % len(cycle)] for i in range(count)]
+
+
 def generate(profile, module, cases_file):
     checked(profile, "profile", "profile")
     login = checked(profile.get("login", {}), "login", "login")
@@ -233,13 +256,21 @@ def main():
     parser.add_argument("--module", type=Path, required=True,
                         help="the sensor module (sensor_bytes) ipmi_sim loads")
     parser.add_argument("--efi-cases", type=Path, help="variables.toml, to check efi_case")
+    parser.add_argument("--variant", type=Path,
+                        help="a variant of the profile whose event log replaces the profile's")
     args = parser.parse_args()
+    where = args.description
     try:
         with open(args.description, "rb") as f:
             profile = tomllib.load(f)
+        if args.variant is not None:
+            where = args.variant
+            with open(args.variant, "rb") as f:
+                profile["sel"] = generated_sel(tomllib.load(f))
+            where = args.description
         files = generate(profile, args.module.resolve(), args.efi_cases)
     except (OSError, tomllib.TOMLDecodeError, DescriptionError) as e:
-        sys.exit(f"{args.description}: {e}")
+        sys.exit(f"{where}: {e}")
     args.out.mkdir(parents=True, exist_ok=True)
     for name, text in zip(("lan.conf", "commands.emu", "run.env"), files):
         (args.out / name).write_text(text)
