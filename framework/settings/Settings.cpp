@@ -1,8 +1,71 @@
 #include "Settings.h"
 
 #include <INIReader.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <memory>
+#include <mutex>
 
 namespace Ordix::Settings {
+
+namespace {
+
+// What the file's metadata said: one stat per reading is all a cached file costs.
+struct Stamp {
+  bool exists = false;
+  long long writtenNs = 0;
+  long long size = 0;
+  bool operator==(const Stamp& o) const {
+    return exists == o.exists && writtenNs == o.writtenNs && size == o.size;
+  }
+};
+
+long long Nanoseconds(const timespec& t) {
+  return t.tv_sec * 1000000000LL + t.tv_nsec;
+}
+
+Stamp StampOf(const std::string& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) return {};
+  return {true, Nanoseconds(info.st_mtim), static_cast<long long>(info.st_size)};
+}
+
+// The last file parsed. Readers ask for settings hundreds of times per inventory, so the file
+// is parsed again only when it is another file or its stamp has changed; a changed setting
+// still takes effect at the next reading.
+struct Parsed {
+  std::string path;
+  Stamp stamp;
+  long long parsedAtNs = 0;
+  std::shared_ptr<const INIReader> reader;
+};
+
+// File times tick coarsely (a few milliseconds), so a file rewritten with the same size just
+// after it was parsed can keep its stamp: a file written this close to its parsing is never
+// trusted to be unchanged.
+constexpr long long kRacyWindowNs = 2000000000LL;
+
+std::mutex gParsedMutex;
+Parsed gParsed;
+
+std::shared_ptr<const INIReader> Reader() {
+  const std::string path = FilePath();
+  const Stamp stamp = StampOf(path);
+  std::lock_guard<std::mutex> lock(gParsedMutex);
+  const bool settled = !stamp.exists || stamp.writtenNs + kRacyWindowNs < gParsed.parsedAtNs;
+  if (gParsed.reader && gParsed.path == path && gParsed.stamp == stamp && settled) {
+    return gParsed.reader;
+  }
+  timespec now{};
+  ::clock_gettime(CLOCK_REALTIME, &now);
+  // A file that is missing or cannot be parsed (ParseError() != 0) still answers every key
+  // it could read before the fault; anything else falls back.
+  gParsed = Parsed{path, stamp, Nanoseconds(now), std::make_shared<const INIReader>(path)};
+  return gParsed.reader;
+}
+
+}  // namespace
 
 std::string FilePath() {
   return Directory() + "/" + kFileName;
@@ -10,15 +73,11 @@ std::string FilePath() {
 
 std::string GetString(const std::string& section, const std::string& key,
                       const std::string& fallback) {
-  // A file that is missing or cannot be parsed (ParseError() != 0) still answers every key
-  // it could read before the fault; anything else falls back.
-  INIReader reader(FilePath());
-  return reader.Get(section, key, fallback);
+  return Reader()->Get(section, key, fallback);
 }
 
 long GetInt(const std::string& section, const std::string& key, long fallback) {
-  INIReader reader(FilePath());
-  return reader.GetInteger(section, key, fallback);
+  return Reader()->GetInteger(section, key, fallback);
 }
 
 }  // namespace Ordix::Settings

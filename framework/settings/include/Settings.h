@@ -4,8 +4,8 @@
 #include "settings_export.h"
 
 // The one settings file shared by the module and the framework, "OrdixServMgmtSettings.ini".
-// A missing file, section or key gives the caller's default. The file is read on every call,
-// so a changed setting takes effect at the next reading.
+// A missing file, section or key gives the caller's default. The file is looked at on every
+// call (parsed again when it has changed), so a changed setting takes effect at the next reading.
 namespace Ordix::Settings {
 
 constexpr const char* kFileName = "OrdixServMgmtSettings.ini";

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
+
 #include "Settings.h"
 #include "TempDir.h"
 
@@ -7,6 +10,7 @@ namespace {
 
 using namespace Ordix::Settings;
 using TestSupport::ScopedEnv;
+using namespace std::chrono_literals;
 
 TEST(Settings, ReadsTheConfiguredFileAndFallsBackPerKey) {
   TestSupport::TempDir dir;
@@ -19,6 +23,12 @@ TEST(Settings, ReadsTheConfiguredFileAndFallsBackPerKey) {
 
   dir.Write(kFileName, "[MSRObjectTimeouts]\nPollInterval=30\n");  // seen at the next reading
   EXPECT_EQ(GetInt("MSRObjectTimeouts", "PollInterval", 10), 30);
+  // A file written long ago is parsed once and then only looked at, until it changes.
+  std::filesystem::last_write_time(dir.Path() + "/" + kFileName,
+                                   std::filesystem::file_time_type::clock::now() - 1h);
+  EXPECT_EQ(GetInt("MSRObjectTimeouts", "PollInterval", 10), 30);
+  dir.Write(kFileName, "[MSRObjectTimeouts]\nPollInterval=2\n");
+  EXPECT_EQ(GetInt("MSRObjectTimeouts", "PollInterval", 10), 2);
 }
 
 TEST(Settings, DefaultsWithoutFileOrDirectory) {
