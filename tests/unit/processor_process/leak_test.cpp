@@ -1,0 +1,146 @@
+// Inventory and usage queries through the data manager leave nothing running or open behind
+// them: the workers they start (threads, their events) are all gone when the answer is back.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <string>
+
+#include "BIOSConfigModule.h"
+#include "BMCConfigModule.h"
+#include "PlatformConfigMgr.h"
+#include "SimulatedServer.h"
+
+namespace {
+
+using namespace Module::PlatformConfig;
+using Module::BIOSConfig::BIOSConfigModule;
+using Module::BMCConfig::BMCConfigModule;
+
+constexpr const char* kInfo = "/Platform/ProcessorInfo";
+
+// Entries of /proc/self/task (the threads) or /proc/self/fd (the open descriptors).
+size_t Entries(const char* dir) {
+  size_t n = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(dir)) ++n;
+  return n;
+}
+
+struct Counts {
+  size_t threads = Entries("/proc/self/task");
+  size_t descriptors = Entries("/proc/self/fd");
+};
+
+// This machine's processor packages, as sysfs numbers them.
+size_t MachinePackages() {
+  std::set<std::string> ids;
+  for (const auto& cpu : std::filesystem::directory_iterator("/sys/devices/system/cpu")) {
+    std::ifstream in(cpu.path() / "topology" / "physical_package_id");
+    std::string id;
+    if (in >> id) ids.insert(id);
+  }
+  return ids.size();
+}
+
+// A board of the family whose BMC watches sockets with sensors 90h-93h (throttling C0h-C3h),
+// with as many fitted sockets as this machine has packages, so that every package is
+// identified by its workers. Whatever the BMC is asked while the workers run (the status
+// reads come after identification) is counted in `during`.
+class Board {
+ public:
+  explicit Board(int sockets) : sockets_(sockets) {
+    previousBios_ = BIOSConfigModule::InstallAnswerSource([this](const std::string& q,
+                                                                 ResultMap& a) {
+      if (q == "/SMBIOS/Type4/@children") {
+        a["/SMBIOS/Type4"].kind = XNODE_ELEMENT;
+        for (int i = 1; i <= sockets_; ++i)
+          a["/SMBIOS/Type4"].list.push_back("/SMBIOS/Type4[" + std::to_string(i) + "]");
+      } else if (q.rfind("/SMBIOS/Type4[", 0) == 0) {
+        const bool status = q.size() > 7 && q.compare(q.size() - 7, 7, "/Status") == 0;
+        a[q] = _XNode{XNODE_VALUE, {status ? "Populated: Yes, Enabled" : "2600"}, {}};
+      }
+    });
+    previousBmc_ = BMCConfigModule::InstallAnswerSource([this](const std::string& q,
+                                                               ResultMap& a) {
+      int sensor = 0;
+      char leaf[16] = {};
+      if (std::sscanf(q.c_str(), "/BMC/SENSOR[%d]/%15[A-Z]", &sensor, leaf) != 2) return;
+      const bool events = std::string(leaf) == "PROCEVENT";
+      std::vector<int> bytes;
+      if (sensor >= 0x90 && sensor < 0x94) {
+        const int present = sensor - 0x90 < sockets_ ? 0x80 : 0x00;
+        bytes = events ? std::vector<int>{0xC0, present} : std::vector<int>{0x00, 0xC0, present};
+      } else if (sensor >= 0xC0 && sensor < 0xC4) {
+        during = Counts();
+        bytes = {0x00};  // throttling not reported
+      }
+      for (size_t k = 0; k < bytes.size(); ++k) {
+        std::string text;
+        for (size_t i = k; i < bytes.size(); ++i) {
+          char byte[4];
+          std::snprintf(byte, sizeof byte, "%x", bytes[i]);
+          text += (text.empty() ? "" : " ") + std::string(byte);
+        }
+        a[q].list.push_back(text);
+      }
+    });
+  }
+  ~Board() {
+    BIOSConfigModule::InstallAnswerSource(previousBios_);
+    BMCConfigModule::InstallAnswerSource(previousBmc_);
+  }
+  Board(const Board&) = delete;
+  Board& operator=(const Board&) = delete;
+
+  Counts during{0, 0};
+
+ private:
+  int sockets_;
+  BIOSConfigModule::AnswerSource previousBios_;
+  BMCConfigModule::AnswerSource previousBmc_;
+};
+
+std::string Value(const ResultMap& r, const std::string& path) {
+  auto it = r.find(path);
+  return it == r.end() ? "<absent>" : it->second.list.empty() ? "<empty>" : it->second.list[0];
+}
+
+TEST(ProcessorQueries, LeaveNoWorkerEventOrDescriptorBehind) {
+  PlatformTest::SimulatedServer server("board-table-hit");
+  const size_t packages = MachinePackages();
+  Board board(static_cast<int>(packages < 4 ? packages : 4));
+  PlatformConfigMgr mgr("");
+  const Counts before;
+
+  for (int round = 0; round < 3; ++round) {
+    ResultMap inventory;
+    mgr.ResolveQuery(kInfo, inventory);
+    const Counts after;
+    const std::string workerText = Value(inventory, std::string(kInfo) + "/NumberOfLogicalProcessor");
+    const size_t workers = std::strtoul(workerText.c_str(), nullptr, 10);
+    ASSERT_GT(workers, 0u) << workerText;
+    if (packages <= 4) {  // every package identified: its worker was asked
+      EXPECT_NE(Value(inventory, std::string(kInfo) + "/PhysicalProcessorInfo[1]/ProcessorType"),
+                "<absent>");
+    }
+    // Seen while the workers ran: a thread and two events each.
+    EXPECT_GE(board.during.threads, before.threads + workers);
+    EXPECT_GE(board.during.descriptors, before.descriptors + 2 * workers);
+    EXPECT_EQ(after.threads, before.threads) << "round " << round;
+    EXPECT_EQ(after.descriptors, before.descriptors) << "round " << round;
+
+    board.during = Counts{0, 0};
+    const std::string usagePath = std::string(kInfo) + "/LogicalProcessor[0]";
+    ResultMap usage;
+    mgr.ResolveQuery(usagePath, usage);
+    const Counts afterUsage;
+    EXPECT_NE(Value(usage, usagePath), "ERROR_GET_LOGICAL_PROCESSOR_USAGE");
+    EXPECT_GE(board.during.threads, before.threads + workers);  // it rebuilt the inventory
+    EXPECT_EQ(afterUsage.threads, before.threads) << "round " << round;
+    EXPECT_EQ(afterUsage.descriptors, before.descriptors) << "round " << round;
+  }
+}
+
+}  // namespace
