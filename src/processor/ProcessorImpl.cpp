@@ -1,5 +1,6 @@
 #include "processor/ProcessorImpl.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -154,8 +155,12 @@ void Processor::AddIdentity(uint32_t k, NodeTree& tree) {
   const std::string package = kProcessorInfo + name;
   // Packages are numbered 1..P while sockets keep their SMBIOS index, so with an empty socket
   // ahead this record is not there yet; it is made, so its leaves are reachable from the tree.
-  auto existing = tree.find(package);
-  if (existing == tree.end() || !existing->second) AddNode(kProcessorInfo, name, "", 1, tree);
+  // (Nodes of earlier builds stay in the tree, so what counts is this build's list.)
+  const auto parent = tree.find(kProcessorInfo);
+  const bool listed = parent != tree.end() && parent->second &&
+                      std::find(parent->second->list.begin(), parent->second->list.end(),
+                                package) != parent->second->list.end();
+  if (!listed) AddNode(kProcessorInfo, name, "", 1, tree);
 
   const uint32_t cores =
       identity.HTEnabled == 1 ? identity.LogicalCount / 2 : identity.LogicalCount;
