@@ -1,0 +1,392 @@
+// Cost of one "/Platform" query on the simulated server bench/run starts with sim/run, and the
+// three parts it is made of, each against a raw reference measured in the same run:
+// - SMBIOS: the BIOS module's answers to the very queries a "/Platform" query makes (recorded
+//   from a real one), against reading and decoding the image's structure table in process,
+//   and against a dmidecode process reading the same structures;
+// - BMC: the BMC module's answers to the sensor queries it makes, against the same requests
+//   sent raw on an open FreeIPMI lanplus session;
+// - workers: starting one pinned worker per CPU, asking each package's worker to identify its
+//   processor under the register lock, and stopping them, against plain std::threads pinned
+//   the same way, each handing back one value, then joined.
+// The query runs through the module's instance, as platformq drives it; the worker routines
+// are compiled in, as the module exports none of them.
+
+#include <benchmark/benchmark.h>
+#include <freeipmi/freeipmi.h>
+#include <pthread.h>
+#include <sched.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "BIOSConfigModule.h"
+#include "BMCConfigModule.h"
+#include "CollectingReporter.h"
+#include "PlatformConfigModule.h"
+#include "ResultStatus.h"
+#include "Settings.h"
+#include "processor/CPUInternalFunc.h"
+#include "sys/NamedLock.h"
+
+namespace {
+
+using Module::BIOSConfig::BIOSConfigModule;
+using Module::BMCConfig::BMCConfigModule;
+using Module::PlatformConfig::PlatformConfigModule;
+namespace Cpu = Module::PlatformConfig;
+
+constexpr const char* kQuery = "/Platform";
+constexpr unsigned kTimeoutMs = 2000, kRetransmitMs = 500;
+
+std::string Env(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+// --- What one "/Platform" query asks of the sibling modules ---
+
+struct SiblingQueries {
+  std::vector<std::string> bios, bmc;
+};
+SiblingQueries gRecorded;
+
+// Installed as a module's answer source, it notes each query and lets the module itself
+// answer it: it steps aside for the call and comes back after, even when the module throws.
+template <typename SiblingModule, typename Answer>
+class Recorder {
+ public:
+  Recorder(std::vector<std::string>& log, Answer answer) : log_(log), answer_(answer) {
+    Install();
+  }
+  ~Recorder() { SiblingModule::InstallAnswerSource({}); }
+  Recorder(const Recorder&) = delete;
+  Recorder& operator=(const Recorder&) = delete;
+
+ private:
+  struct Back {
+    Recorder* recorder;
+    ~Back() { recorder->Install(); }
+  };
+  void Install() {
+    SiblingModule::InstallAnswerSource([this](const std::string& query, ResultMap& result) {
+      log_.push_back(query);
+      SiblingModule::InstallAnswerSource({});
+      Back back{this};
+      answer_(query, result);
+    });
+  }
+  std::vector<std::string>& log_;
+  Answer answer_;
+};
+
+void RecordSiblingQueries() {
+  auto bios = [](const std::string& q, ResultMap& r) { BIOSConfigModule().ProcessXQuery(q, r); };
+  auto bmc = [](const std::string& q, ResultMap& r) { BMCConfigModule().Process(q, r); };
+  Recorder<BIOSConfigModule, decltype(bios)> biosRecorder(gRecorded.bios, bios);
+  Recorder<BMCConfigModule, decltype(bmc)> bmcRecorder(gRecorded.bmc, bmc);
+  ResultMap result;
+  PlatformConfigModule::CreateInstance()->ProcessXQuery(kQuery, result);
+}
+
+// --- The whole query ---
+
+void BM_PlatformQuery(benchmark::State& state) {
+  PlatformConfigModule* module = PlatformConfigModule::CreateInstance();
+  for (auto _ : state) {
+    ResultMap result;
+    module->ProcessXQuery(kQuery, result);
+    if (result.count("/Platform/ProcessorInfo/NumberOfPhysicalProcessor") == 0) {
+      state.SkipWithError("no processor inventory in the answer (run through sim/run)");
+      break;
+    }
+  }
+}
+BENCHMARK(BM_PlatformQuery)->Unit(benchmark::kMicrosecond);
+
+// --- SMBIOS ---
+
+void BM_SmbiosAnswers(benchmark::State& state) {
+  for (auto _ : state) {
+    for (const std::string& query : gRecorded.bios) {
+      ResultMap answer;
+      BIOSConfigModule().ProcessXQuery(query, answer);
+      benchmark::DoNotOptimize(answer.size());
+    }
+  }
+}
+BENCHMARK(BM_SmbiosAnswers)->Unit(benchmark::kMicrosecond);
+
+std::string ImagePath() {
+  return Ordix::Settings::GetString("SMBIOS", "Image", "");
+}
+
+uint32_t Little(const std::string& bytes, size_t at, size_t size) {
+  uint32_t value = 0;
+  for (size_t i = 0; i < size && at + i < bytes.size(); ++i)
+    value |= uint32_t{static_cast<uint8_t>(bytes[at + i])} << (8 * i);
+  return value;
+}
+
+// What a reader without the module does for the same answers: read the image, find the
+// structure table from its entry point, and walk it, taking each processor's and memory
+// device's fields and strings. Returns the number of fields taken.
+size_t DecodeImage(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  const std::string image((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const bool v3 = image.compare(0, 5, "_SM3_") == 0;
+  // Tables in these images follow their 32-byte entry point.
+  size_t at = 0x20;
+  const size_t end = at + (v3 ? Little(image, 0x0C, 4) : Little(image, 0x16, 2));
+  size_t fields = 0;
+  std::vector<std::string> strings;
+  while (at + 4 <= end && at + 4 <= image.size()) {
+    const uint8_t type = static_cast<uint8_t>(image[at]);
+    const uint8_t length = static_cast<uint8_t>(image[at + 1]);
+    if (length < 4 || at + length > image.size()) break;
+    strings.clear();
+    size_t s = at + length;
+    while (s < image.size() && image[s] != '\0') {
+      const size_t stop = image.find('\0', s);
+      if (stop == std::string::npos) return fields;
+      strings.emplace_back(image, s, stop - s);
+      s = stop + 1;
+    }
+    const auto text = [&](size_t offset) {
+      const uint32_t index = Little(image, at + offset, 1);
+      return index >= 1 && index <= strings.size() ? strings[index - 1] : std::string();
+    };
+    if (type == 4) {
+      benchmark::DoNotOptimize(Little(image, at + 0x18, 1));  // status
+      benchmark::DoNotOptimize(Little(image, at + 0x16, 2));  // current speed
+      benchmark::DoNotOptimize(Little(image, at + 0x12, 2));  // external clock
+      benchmark::DoNotOptimize(Little(image, at + 0x06, 1));  // family
+      benchmark::DoNotOptimize(text(0x10));                    // version
+      fields += 5;
+    } else if (type == 16) {
+      benchmark::DoNotOptimize(Little(image, at + 0x04, 3));  // location, use, correction
+      benchmark::DoNotOptimize(Little(image, at + 0x0D, 2));  // devices
+      fields += 4;
+    } else if (type == 17) {
+      benchmark::DoNotOptimize(Little(image, at + 0x04, 2));  // array handle
+      benchmark::DoNotOptimize(Little(image, at + 0x08, 6));  // widths, size
+      benchmark::DoNotOptimize(Little(image, at + 0x0E, 1));  // form factor
+      benchmark::DoNotOptimize(Little(image, at + 0x12, 3));  // type, detail
+      benchmark::DoNotOptimize(Little(image, at + 0x15, 2));  // speed
+      benchmark::DoNotOptimize(text(0x10));                    // locator
+      benchmark::DoNotOptimize(text(0x11));                    // bank
+      fields += 10;
+    } else if (type == 127) {
+      break;
+    }
+    at = s + (s == at + length ? 2 : 1);  // past the double NUL
+  }
+  return fields;
+}
+
+void BM_SmbiosDecodeReference(benchmark::State& state) {
+  const std::string path = ImagePath();
+  if (DecodeImage(path) == 0) {
+    state.SkipWithError("no SMBIOS image named in the settings (run through sim/run)");
+    return;
+  }
+  for (auto _ : state) benchmark::DoNotOptimize(DecodeImage(path));
+}
+BENCHMARK(BM_SmbiosDecodeReference)->Unit(benchmark::kMicrosecond);
+
+void BM_DmidecodeReference(benchmark::State& state) {
+  const std::string command = "dmidecode -q -t 4 -t 16 -t 17 --from-dump '" + ImagePath() +
+                              "' > /dev/null 2>&1";
+  for (auto _ : state) {
+    if (std::system(command.c_str()) != 0) {
+      state.SkipWithError("dmidecode is not available");
+      break;
+    }
+  }
+}
+BENCHMARK(BM_DmidecodeReference)->Unit(benchmark::kMicrosecond);
+
+// --- BMC ---
+
+void BM_BmcAnswers(benchmark::State& state) {
+  for (auto _ : state) {
+    for (const std::string& query : gRecorded.bmc) {
+      ResultMap answer;
+      try {
+        BMCConfigModule().Process(query, answer);
+      } catch (const ResultStatus&) {
+        // A sensor the BMC refuses costs its round trip all the same.
+      }
+      benchmark::DoNotOptimize(answer.size());
+    }
+  }
+}
+BENCHMARK(BM_BmcAnswers)->Unit(benchmark::kMicrosecond);
+
+// The IPMI request behind a sensor query: Get Sensor Reading or Get Sensor Event Status.
+struct SensorRequest {
+  uint8_t command, sensor;
+};
+
+std::vector<SensorRequest> SensorRequests(std::vector<std::string>* unmapped = nullptr) {
+  std::vector<SensorRequest> requests;
+  for (const std::string& query : gRecorded.bmc) {
+    int sensor = -1;
+    char leaf[16] = {};
+    if (std::sscanf(query.c_str(), "/BMC/SENSOR[%d]/%15[A-Z]", &sensor, leaf) == 2 &&
+        sensor >= 0 && sensor < 256 &&
+        (std::string(leaf) == "VALUE" || std::string(leaf) == "PROCEVENT")) {
+      requests.push_back({static_cast<uint8_t>(leaf[0] == 'V' ? 0x2D : 0x2B),
+                          static_cast<uint8_t>(sensor)});
+    } else if (unmapped != nullptr) {
+      unmapped->push_back(query);
+    }
+  }
+  return requests;
+}
+
+void BM_BmcRawReference(benchmark::State& state) {
+  const std::vector<SensorRequest> requests = SensorRequests();
+  ipmi_ctx_t ctx = ipmi_ctx_create();
+  const std::string host = "127.0.0.1:" + Env("ORDIX_SIM_BMC_PORT");
+  if (ctx == nullptr ||
+      ipmi_ctx_open_outofband_2_0(ctx, host.c_str(), Env("ORDIX_SIM_BMC_USER").c_str(),
+                                  Env("ORDIX_SIM_BMC_PASSWORD").c_str(), nullptr, 0,
+                                  IPMI_PRIVILEGE_LEVEL_ADMIN, 3, kTimeoutMs, kRetransmitMs,
+                                  IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE,
+                                  IPMI_FLAGS_DEFAULT) < 0) {
+    state.SkipWithError("no session with the simulated BMC (run through sim/run)");
+    if (ctx != nullptr) ipmi_ctx_destroy(ctx);
+    return;
+  }
+  uint8_t reply[64];
+  for (auto _ : state) {
+    for (const SensorRequest& r : requests) {
+      const uint8_t request[] = {r.command, r.sensor};
+      if (ipmi_cmd_raw(ctx, 0, 0x04, request, sizeof request, reply, sizeof reply) < 0) {
+        state.SkipWithError(ipmi_ctx_errormsg(ctx));
+        break;
+      }
+    }
+  }
+  ipmi_ctx_close(ctx);
+  ipmi_ctx_destroy(ctx);
+}
+BENCHMARK(BM_BmcRawReference)->Unit(benchmark::kMicrosecond);
+
+// --- Workers ---
+
+uint32_t MachinePackages() {
+  uint32_t count = 0;
+  uint64_t masks[Cpu::kMaxPackages];
+  return Cpu::GetLogicalProcessorPackages(&count, masks) == 0 ? count : 0;
+}
+
+// As a "/Platform" query uses them, the BMC left out: start (no family, so no sensor is
+// asked), one identification per package under the register lock, stop.
+void BM_Workers(benchmark::State& state) {
+  const uint32_t packages = MachinePackages();
+  for (auto _ : state) {
+    if (Cpu::StartProcessorWorkers("", packages) != 1) {
+      state.SkipWithError("the workers did not start");
+      break;
+    }
+    bool answered = true;
+    for (uint32_t p = 0; p < packages; ++p) {
+      if (Cpu::PackageLogicalCount(p) == 0) continue;
+      const uint32_t worker = Cpu::PackageLogicalNumber(p, 0);
+      Sys::NamedLock lock;
+      char name[Cpu::kLockNameSize];
+      uint32_t result[6];
+      answered = answered &&
+                 Cpu::AcquireRegisterLock(Cpu::WorkerAffinityMask(worker), &lock, name) == 0 &&
+                 Cpu::AskWorkerToIdentify(worker, result) == 0;
+      Cpu::ReleaseRegisterLock(&lock, name);
+    }
+    Cpu::StopProcessorWorkers();
+    if (!answered) {
+      state.SkipWithError("a worker could not be asked");
+      break;
+    }
+  }
+  uint32_t workers = 0;
+  Cpu::GetNumberOfLogicalProcessors(&workers);
+  state.counters["threads"] = workers;
+}
+BENCHMARK(BM_Workers)->Unit(benchmark::kMicrosecond);
+
+void BM_PlainThreadsReference(benchmark::State& state) {
+  cpu_set_t allowed;
+  CPU_ZERO(&allowed);
+  sched_getaffinity(0, sizeof allowed, &allowed);
+  std::vector<int> cpus;
+  for (int c = 0; c < 64; ++c) {
+    if (CPU_ISSET(c, &allowed)) cpus.push_back(c);
+  }
+  std::vector<std::thread> threads;
+  std::vector<std::atomic<uint32_t>> answers(cpus.size());
+  for (auto _ : state) {
+    threads.clear();
+    for (size_t i = 0; i < cpus.size(); ++i) {
+      threads.emplace_back([&answers, i, cpu = cpus[i]] {
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(cpu, &one);
+        pthread_setaffinity_np(pthread_self(), sizeof one, &one);
+        answers[i] = static_cast<uint32_t>(sched_getcpu());
+      });
+    }
+    for (std::thread& t : threads) t.join();
+    benchmark::DoNotOptimize(answers[0].load());
+  }
+  state.counters["threads"] = static_cast<double>(cpus.size());
+}
+BENCHMARK(BM_PlainThreadsReference)->Unit(benchmark::kMicrosecond);
+
+double Ratio(double part, double reference) {
+  return reference > 0 ? part / reference : 0.0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  // Also the first query, which identifies the platform once for the process.
+  RecordSiblingQueries();
+  std::vector<std::string> unmapped;
+  const size_t requests = SensorRequests(&unmapped).size();
+
+  CollectingReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  const auto us = [&](const char* name) { return reporter.Microseconds(name); };
+  const double query = us("BM_PlatformQuery"), smbios = us("BM_SmbiosAnswers"),
+               bmc = us("BM_BmcAnswers"), workers = us("BM_Workers");
+  if (query > 0) {
+    std::printf("\"%s\" on %s: %.1f us per query\n", kQuery, Env("ORDIX_SIM_PROFILE").c_str(),
+                query);
+    std::printf("  SMBIOS:  %zu BIOS module queries %.1f us (%.0f%% of the query); decoding the "
+                "table in process %.2f us, ratio %.1f; dmidecode %.1f us, ratio %.3f\n",
+                gRecorded.bios.size(), smbios, 100 * smbios / query,
+                us("BM_SmbiosDecodeReference"), Ratio(smbios, us("BM_SmbiosDecodeReference")),
+                us("BM_DmidecodeReference"), Ratio(smbios, us("BM_DmidecodeReference")));
+    std::printf("  BMC:     %zu BMC module queries %.1f us (%.0f%%); the same %zu requests raw on "
+                "an open session %.1f us, ratio %.2f\n",
+                gRecorded.bmc.size(), bmc, 100 * bmc / query, requests,
+                us("BM_BmcRawReference"), Ratio(bmc, us("BM_BmcRawReference")));
+    std::printf("  workers: start, identify, stop %.1f us (%.0f%%); plain pinned threads %.1f "
+                "us, ratio %.2f\n",
+                workers, 100 * workers / query, us("BM_PlainThreadsReference"),
+                Ratio(workers, us("BM_PlainThreadsReference")));
+    std::printf("  the rest (building and copying the tree, settings, driver): %.1f us (%.0f%%)\n",
+                query - smbios - bmc - workers, 100 * (query - smbios - bmc - workers) / query);
+    for (const std::string& q : unmapped) std::printf("  (not a sensor request: %s)\n", q.c_str());
+  }
+  benchmark::Shutdown();
+  return 0;
+}
