@@ -23,6 +23,7 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 sys.path[:0] = [str(HERE.parent / "smbios"), str(HERE.parent / "bmc")]
+sys.dont_write_bytecode = True  # the sibling checks are imported from the source tree
 from check_bmc import Ipmitool  # noqa: E402
 from check_smbios import PROCESSOR, parse_block  # noqa: E402
 
