@@ -79,25 +79,31 @@ int Send(const ImbRequest* request, uint8_t* responseData, int* responseLength,
 
   Channel& channel = TheChannel();
   std::lock_guard<std::mutex> lock(channel.mutex);
-  if (!channel.session) {
-    const SettingsResult settings = ReadSettings(channel.selection);
-    if (!settings.settings) {
-      LogError(kLogLineSettings, kFunction, settings.error);
-      return IMB_STATUS_NOT_CONFIGURED;
-    }
-    std::string error;
-    channel.session = FreeIpmiSession::Open(*settings.settings, error);
-    if (!channel.session) {
-      LogError(kLogLineOpen, kFunction, error);
-      return IMB_STATUS_OPEN_FAILED;
-    }
-  }
-
   std::array<uint8_t, kRawAnswerCapacity> answerBytes{};
-  const FreeIpmiSession::Answer answer =
-      channel.session->Send(raw, answerBytes.data(), answerBytes.size());
-  if (answer.length < 0) {
+  FreeIpmiSession::Answer answer;
+  // A kept session the BMC has dropped meanwhile (it closes idle ones after a few seconds)
+  // fails the first request it carries: that request gets one fresh session.
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    const bool reused = channel.session.has_value();
+    if (!channel.session) {
+      const SettingsResult settings = ReadSettings(channel.selection);
+      if (!settings.settings) {
+        LogError(kLogLineSettings, kFunction, settings.error);
+        return IMB_STATUS_NOT_CONFIGURED;
+      }
+      std::string error;
+      channel.session = FreeIpmiSession::Open(*settings.settings, error);
+      if (!channel.session) {
+        LogError(kLogLineOpen, kFunction, error);
+        return IMB_STATUS_OPEN_FAILED;
+      }
+    }
+    answer = channel.session->Send(raw, answerBytes.data(), answerBytes.size());
+    if (answer.length >= 0) break;
     if (answer.sessionLost) channel.session.reset();
+    if (!answer.sessionLost || !reused) break;
+  }
+  if (answer.length < 0) {
     LogError(kLogLineSend, kFunction, "request failed: " + answer.error);
     return IMB_STATUS_SEND_FAILED;
   }
