@@ -41,10 +41,10 @@ struct Parsed {
   std::shared_ptr<const INIReader> reader;
 };
 
-// File times tick coarsely (a few milliseconds), so a file rewritten with the same size just
+// File times tick coarsely (up to 10 ms), so a file rewritten with the same size just
 // after it was parsed can keep its stamp: a file written this close to its parsing is never
 // trusted to be unchanged.
-constexpr long long kRacyWindowNs = 2000000000LL;
+constexpr long long kRacyWindowNs = 20000000LL;  // twice the coarsest tick (HZ=100)
 
 std::mutex gParsedMutex;
 Parsed gParsed;
