@@ -18,6 +18,7 @@
 
 #include "CollectingReporter.h"
 #include "PlatformConfigModule.h"
+#include "SimBmcSession.h"
 
 namespace {
 
@@ -29,12 +30,8 @@ constexpr const char* kInventoryQuery = "/Platform/MemoryTopology";
 constexpr const char* kErrorsQuery = "/Platform/MemoryTopology/Errors";
 constexpr uint8_t kSensorNumber = 0xE2;
 constexpr size_t kSelRecords = 1000;  // the profile's log; the walk checks it finds as many
-constexpr unsigned kTimeoutMs = 2000, kRetransmitMs = 500;
-
-std::string Env(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr ? value : "";
-}
+using Bench::Env;
+using Bench::SimBmcSession;
 
 // The module's answer, or "" when it has none: a wrong answer is not timed as if it were right.
 std::string FirstValue(const ResultMap& answer, const std::string& path) {
@@ -79,41 +76,8 @@ void BM_MemoryErrorsQuery(benchmark::State& state) {
 }
 BENCHMARK(BM_MemoryErrorsQuery)->Unit(benchmark::kMillisecond);
 
-// An open RMCP+ session with the simulated BMC, closed when it goes.
-class Session {
- public:
-  Session() : ctx_(ipmi_ctx_create()) {
-    const std::string host = "127.0.0.1:" + Env("ORDIX_SIM_BMC_PORT");
-    if (ctx_ != nullptr &&
-        ipmi_ctx_open_outofband_2_0(ctx_, host.c_str(), Env("ORDIX_SIM_BMC_USER").c_str(),
-                                    Env("ORDIX_SIM_BMC_PASSWORD").c_str(), nullptr, 0,
-                                    IPMI_PRIVILEGE_LEVEL_ADMIN, 3, kTimeoutMs, kRetransmitMs,
-                                    IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE,
-                                    IPMI_FLAGS_DEFAULT) == 0) {
-      open_ = true;
-    }
-  }
-  ~Session() {
-    if (open_) ipmi_ctx_close(ctx_);
-    if (ctx_ != nullptr) ipmi_ctx_destroy(ctx_);
-  }
-  Session(const Session&) = delete;
-  Session& operator=(const Session&) = delete;
-
-  bool open() const { return open_; }
-  const char* error() const { return ctx_ != nullptr ? ipmi_ctx_errormsg(ctx_) : "no memory"; }
-  // Reply length (the command, the completion code, then the data), or -1.
-  int Raw(uint8_t netfn, const uint8_t* request, unsigned length, uint8_t* reply, unsigned room) {
-    return ipmi_cmd_raw(ctx_, 0, netfn, request, length, reply, room);
-  }
-
- private:
-  ipmi_ctx_t ctx_;
-  bool open_ = false;
-};
-
 void BM_SensorReadingReference(benchmark::State& state) {
-  Session session;
+  SimBmcSession session;
   if (!session.open()) {
     state.SkipWithError("no session with the simulated BMC (run through bench/run)");
     return;
@@ -130,7 +94,7 @@ void BM_SensorReadingReference(benchmark::State& state) {
 BENCHMARK(BM_SensorReadingReference)->Unit(benchmark::kMicrosecond);
 
 // Get SEL Entry from the first record, following next-record IDs to FFFFh; the record count.
-size_t WalkSel(Session& session) {
+size_t WalkSel(SimBmcSession& session) {
   uint8_t reply[64];
   size_t records = 0;
   for (unsigned id = 0x0000; id != 0xFFFF && records <= kSelRecords; ++records) {
@@ -148,7 +112,7 @@ size_t WalkSel(Session& session) {
 }
 
 void BM_SelWalkReference(benchmark::State& state) {
-  Session session;
+  SimBmcSession session;
   if (!session.open()) {
     state.SkipWithError("no session with the simulated BMC (run through bench/run)");
     return;

@@ -12,7 +12,6 @@
 // are compiled in, as the module exports none of them.
 
 #include <benchmark/benchmark.h>
-#include <freeipmi/freeipmi.h>
 #include <pthread.h>
 #include <sched.h>
 
@@ -32,6 +31,7 @@
 #include "PlatformConfigModule.h"
 #include "ResultStatus.h"
 #include "Settings.h"
+#include "SimBmcSession.h"
 #include "processor/CPUInternalFunc.h"
 #include "sys/NamedLock.h"
 
@@ -43,12 +43,8 @@ using Module::PlatformConfig::PlatformConfigModule;
 namespace Cpu = Module::PlatformConfig;
 
 constexpr const char* kQuery = "/Platform";
-constexpr unsigned kTimeoutMs = 2000, kRetransmitMs = 500;
 
-std::string Env(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr ? value : "";
-}
+using Bench::Env;
 
 // --- What one "/Platform" query asks of the sibling modules ---
 
@@ -62,9 +58,7 @@ SiblingQueries gRecorded;
 template <typename SiblingModule, typename Answer>
 class Recorder {
  public:
-  Recorder(std::vector<std::string>& log, Answer answer) : log_(log), answer_(answer) {
-    Install();
-  }
+  Recorder(std::vector<std::string>& log, Answer answer) : log_(log), answer_(answer) { Install(); }
   ~Recorder() { SiblingModule::InstallAnswerSource({}); }
   Recorder(const Recorder&) = delete;
   Recorder& operator=(const Recorder&) = delete;
@@ -167,7 +161,7 @@ size_t DecodeImage(const std::string& path) {
       benchmark::DoNotOptimize(Little(image, at + 0x16, 2));  // current speed
       benchmark::DoNotOptimize(Little(image, at + 0x12, 2));  // external clock
       benchmark::DoNotOptimize(Little(image, at + 0x06, 1));  // family
-      benchmark::DoNotOptimize(text(0x10));                    // version
+      benchmark::DoNotOptimize(text(0x10));                   // version
       fields += 5;
     } else if (type == 16) {
       benchmark::DoNotOptimize(Little(image, at + 0x04, 3));  // location, use, correction
@@ -179,8 +173,8 @@ size_t DecodeImage(const std::string& path) {
       benchmark::DoNotOptimize(Little(image, at + 0x0E, 1));  // form factor
       benchmark::DoNotOptimize(Little(image, at + 0x12, 3));  // type, detail
       benchmark::DoNotOptimize(Little(image, at + 0x15, 2));  // speed
-      benchmark::DoNotOptimize(text(0x10));                    // locator
-      benchmark::DoNotOptimize(text(0x11));                    // bank
+      benchmark::DoNotOptimize(text(0x10));                   // locator
+      benchmark::DoNotOptimize(text(0x11));                   // bank
       fields += 10;
     } else if (type == 127) {
       break;
@@ -201,8 +195,8 @@ void BM_SmbiosDecodeReference(benchmark::State& state) {
 BENCHMARK(BM_SmbiosDecodeReference)->Unit(benchmark::kMicrosecond);
 
 void BM_DmidecodeReference(benchmark::State& state) {
-  const std::string command = "dmidecode -q -t 4 -t 16 -t 17 --from-dump '" + ImagePath() +
-                              "' > /dev/null 2>&1";
+  const std::string command =
+      "dmidecode -q -t 4 -t 16 -t 17 --from-dump '" + ImagePath() + "' > /dev/null 2>&1";
   for (auto _ : state) {
     if (std::system(command.c_str()) != 0) {
       state.SkipWithError("dmidecode is not available");
@@ -239,11 +233,10 @@ std::vector<SensorRequest> SensorRequests(std::vector<std::string>* unmapped = n
   for (const std::string& query : gRecorded.bmc) {
     int sensor = -1;
     char leaf[16] = {};
-    if (std::sscanf(query.c_str(), "/BMC/SENSOR[%d]/%15[A-Z]", &sensor, leaf) == 2 &&
-        sensor >= 0 && sensor < 256 &&
-        (std::string(leaf) == "VALUE" || std::string(leaf) == "PROCEVENT")) {
-      requests.push_back({static_cast<uint8_t>(leaf[0] == 'V' ? 0x2D : 0x2B),
-                          static_cast<uint8_t>(sensor)});
+    if (std::sscanf(query.c_str(), "/BMC/SENSOR[%d]/%15[A-Z]", &sensor, leaf) == 2 && sensor >= 0 &&
+        sensor < 256 && (std::string(leaf) == "VALUE" || std::string(leaf) == "PROCEVENT")) {
+      requests.push_back(
+          {static_cast<uint8_t>(leaf[0] == 'V' ? 0x2D : 0x2B), static_cast<uint8_t>(sensor)});
     } else if (unmapped != nullptr) {
       unmapped->push_back(query);
     }
@@ -253,30 +246,21 @@ std::vector<SensorRequest> SensorRequests(std::vector<std::string>* unmapped = n
 
 void BM_BmcRawReference(benchmark::State& state) {
   const std::vector<SensorRequest> requests = SensorRequests();
-  ipmi_ctx_t ctx = ipmi_ctx_create();
-  const std::string host = "127.0.0.1:" + Env("ORDIX_SIM_BMC_PORT");
-  if (ctx == nullptr ||
-      ipmi_ctx_open_outofband_2_0(ctx, host.c_str(), Env("ORDIX_SIM_BMC_USER").c_str(),
-                                  Env("ORDIX_SIM_BMC_PASSWORD").c_str(), nullptr, 0,
-                                  IPMI_PRIVILEGE_LEVEL_ADMIN, 3, kTimeoutMs, kRetransmitMs,
-                                  IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE,
-                                  IPMI_FLAGS_DEFAULT) < 0) {
-    state.SkipWithError("no session with the simulated BMC (run through sim/run)");
-    if (ctx != nullptr) ipmi_ctx_destroy(ctx);
+  Bench::SimBmcSession session;
+  if (!session.open()) {
+    state.SkipWithError(session.error());
     return;
   }
   uint8_t reply[64];
   for (auto _ : state) {
     for (const SensorRequest& r : requests) {
       const uint8_t request[] = {r.command, r.sensor};
-      if (ipmi_cmd_raw(ctx, 0, 0x04, request, sizeof request, reply, sizeof reply) < 0) {
-        state.SkipWithError(ipmi_ctx_errormsg(ctx));
+      if (session.Raw(0x04, request, sizeof request, reply, sizeof reply) < 0) {
+        state.SkipWithError(session.error());
         break;
       }
     }
   }
-  ipmi_ctx_close(ctx);
-  ipmi_ctx_destroy(ctx);
 }
 BENCHMARK(BM_BmcRawReference)->Unit(benchmark::kMicrosecond);
 
@@ -370,19 +354,22 @@ int main(int argc, char** argv) {
   if (query > 0) {
     std::printf("\"%s\" on %s: %.1f us per query\n", kQuery, Env("ORDIX_SIM_PROFILE").c_str(),
                 query);
-    std::printf("  SMBIOS:  %zu BIOS module queries %.1f us (%.0f%% of the query); decoding the "
-                "table in process %.2f us, ratio %.1f; dmidecode %.1f us, ratio %.3f\n",
-                gRecorded.bios.size(), smbios, 100 * smbios / query,
-                us("BM_SmbiosDecodeReference"), Ratio(smbios, us("BM_SmbiosDecodeReference")),
-                us("BM_DmidecodeReference"), Ratio(smbios, us("BM_DmidecodeReference")));
-    std::printf("  BMC:     %zu BMC module queries %.1f us (%.0f%%); the same %zu requests raw on "
-                "an open session %.1f us, ratio %.2f\n",
-                gRecorded.bmc.size(), bmc, 100 * bmc / query, requests,
-                us("BM_BmcRawReference"), Ratio(bmc, us("BM_BmcRawReference")));
-    std::printf("  workers: start, identify, stop %.1f us (%.0f%%); plain pinned threads %.1f "
-                "us, ratio %.2f\n",
-                workers, 100 * workers / query, us("BM_PlainThreadsReference"),
-                Ratio(workers, us("BM_PlainThreadsReference")));
+    std::printf(
+        "  SMBIOS:  %zu BIOS module queries %.1f us (%.0f%% of the query); decoding the "
+        "table in process %.2f us, ratio %.1f; dmidecode %.1f us, ratio %.3f\n",
+        gRecorded.bios.size(), smbios, 100 * smbios / query, us("BM_SmbiosDecodeReference"),
+        Ratio(smbios, us("BM_SmbiosDecodeReference")), us("BM_DmidecodeReference"),
+        Ratio(smbios, us("BM_DmidecodeReference")));
+    std::printf(
+        "  BMC:     %zu BMC module queries %.1f us (%.0f%%); the same %zu requests raw on "
+        "an open session %.1f us, ratio %.2f\n",
+        gRecorded.bmc.size(), bmc, 100 * bmc / query, requests, us("BM_BmcRawReference"),
+        Ratio(bmc, us("BM_BmcRawReference")));
+    std::printf(
+        "  workers: start, identify, stop %.1f us (%.0f%%); plain pinned threads %.1f "
+        "us, ratio %.2f\n",
+        workers, 100 * workers / query, us("BM_PlainThreadsReference"),
+        Ratio(workers, us("BM_PlainThreadsReference")));
     std::printf("  the rest (building and copying the tree, settings, driver): %.1f us (%.0f%%)\n",
                 query - smbios - bmc - workers, 100 * (query - smbios - bmc - workers) / query);
     for (const std::string& q : unmapped) std::printf("  (not a sensor request: %s)\n", q.c_str());
