@@ -1,10 +1,10 @@
 #include "memory/MemoryImpl.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <new>
 
 #include "ErrorReport.h"
+#include "Format.h"
 #include "Paths.h"
 #include "memory/DimmState.h"
 #include "memory/MemoryErrorCount.h"
@@ -50,16 +50,6 @@ constexpr const char* kNoSensorFiller = "FF";
 // The filler never grows the table past this many slots: an SMBIOS device count is 16 bits and
 // arrays are few, so only a corrupt count would ask for more, and it must not exhaust memory.
 constexpr long long kMaxSensorTableSlots = 1 << 20;
-
-std::string Decimal(long long value) {
-  return std::to_string(value);
-}
-
-std::string Hex(unsigned value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%x", value);
-  return text;
-}
 
 // Makes sure the table reaches index; the new entries are fillers.
 void ExtendSensorTable(std::vector<std::string>& table, long long slots) {
@@ -111,13 +101,13 @@ void Memory::FillMemoryTopologyMap(NodeTree& tree) {
       return;
     }
   }
-  AddNode(kMemoryTopology, "/NumberOfElements", Decimal(slotTotal), 0, tree);
-  AddNode(kMemoryTopology, "/TotalMemorySize", Decimal(sizeTotal), 0, tree);
+  AddNode(kMemoryTopology, "/NumberOfElements", DecimalText(slotTotal), 0, tree);
+  AddNode(kMemoryTopology, "/TotalMemorySize", DecimalText(sizeTotal), 0, tree);
 }
 
 bool Memory::FillArray(int i, std::vector<std::string>& sensorTable, NodeTree& tree, int& slotTotal,
                        long long& sizeTotal) {
-  const std::string arrayPath = std::string(kSmbiosArrays) + "[" + Decimal(i + 1) + "]";
+  const std::string arrayPath = std::string(kSmbiosArrays) + "[" + DecimalText(i + 1) + "]";
   const std::string deviceCount = GetBIOSValue(arrayPath, "/NumMemoryDevices", tree);
   if (deviceCount.empty()) return false;
   const int devices = std::atoi(deviceCount.c_str());
@@ -130,10 +120,10 @@ bool Memory::FillArray(int i, std::vector<std::string>& sensorTable, NodeTree& t
     // Slots are numbered by the array's own device count, not by a running total: arrays of
     // different sizes overlap or leave gaps, and each overlapping slot is simply rewritten.
     const int slot = i * devices + j;
-    const std::string devicePath = arrayPath + "/MemoryDevice[" + Decimal(j + 1) + "]";
+    const std::string devicePath = arrayPath + "/MemoryDevice[" + DecimalText(j + 1) + "]";
     FillSlot(slot, arrayPath, devicePath, tree, sizeTotal);
 
-    const std::string slotPath = std::string(kMemoryInfo) + "[" + Decimal(slot) + "]";
+    const std::string slotPath = std::string(kMemoryInfo) + "[" + DecimalText(slot) + "]";
     if (boardsByLocator && j == 0) {
       group = BoardIndexFromLocator(GetBIOSValue(devicePath, "/DeviceLocator", tree));
     }
@@ -145,9 +135,10 @@ bool Memory::FillArray(int i, std::vector<std::string>& sensorTable, NodeTree& t
                                    ? sensorTable[static_cast<size_t>(address.tableIndex)]
                                    : kNoSensorFiller;
     AddNode(slotPath, "/SlotSensorNumber", sensor, 0, tree);
-    AddNode(slotPath, "/SensorNumber", Hex(static_cast<unsigned>(address.sensorNumber)), 0, tree);
-    AddNode(slotPath, "/SlotSensorOwnerID", Hex(0x22), 0, tree);
-    AddNode(slotPath, "/SensorOwnerID", Hex(0x33), 0, tree);
+    AddNode(slotPath, "/SensorNumber", HexText(static_cast<unsigned>(address.sensorNumber)), 0,
+            tree);
+    AddNode(slotPath, "/SlotSensorOwnerID", HexText(0x22), 0, tree);
+    AddNode(slotPath, "/SensorOwnerID", HexText(0x33), 0, tree);
     AddNode(slotPath, "/SensorOwnerLUN", "0", 0, tree);
   }
   return true;
@@ -155,8 +146,8 @@ bool Memory::FillArray(int i, std::vector<std::string>& sensorTable, NodeTree& t
 
 void Memory::FillSlot(int slot, const std::string& arrayPath, const std::string& devicePath,
                       NodeTree& tree, long long& sizeTotal) {
-  const std::string slotPath = std::string(kMemoryInfo) + "[" + Decimal(slot) + "]";
-  AddNode(kMemoryInfo, "[" + Decimal(slot) + "]", "", 1, tree);
+  const std::string slotPath = std::string(kMemoryInfo) + "[" + DecimalText(slot) + "]";
+  AddNode(kMemoryInfo, "[" + DecimalText(slot) + "]", "", 1, tree);
   const struct {
     const char* name;
     const std::string& base;
@@ -193,7 +184,7 @@ void Memory::GetMemoryState(const std::string& slotPath, NodeTree& tree) {
   std::string value;
   if (state != 0) {
     try {
-      value = Hex(state);
+      value = HexText(state);
     } catch (const std::bad_alloc&) {
       throw ReportError(kErrNoMemory, kStateBufferSite);
     }
@@ -224,8 +215,8 @@ void Memory::GetMemoryErrors(NodeTree& tree) {
   int32_t uncorrected = 0;
   ReadSEL(corrected, uncorrected);
   if (corrected != -1 && uncorrected != -1) {
-    AddNode(kErrors, "/CorErrorCount", Decimal(corrected), 0, tree);
-    AddNode(kErrors, "/UnCorErrorCount", Decimal(uncorrected), 0, tree);
+    AddNode(kErrors, "/CorErrorCount", DecimalText(corrected), 0, tree);
+    AddNode(kErrors, "/UnCorErrorCount", DecimalText(uncorrected), 0, tree);
     return;
   }
   AddNode(kErrors, "/CorErrorCount", kErrorCountError, 0, tree);

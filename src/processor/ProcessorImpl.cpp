@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "ErrorReport.h"
+#include "Format.h"
 #include "Paths.h"
 #include "platform/PlatformImpl.h"
 #include "sys/NamedLock.h"
@@ -37,16 +38,9 @@ constexpr const char* kLogicalCountError = "ERROR_GET_LOGICAL_PROCESSOR_NO";
 constexpr const char* kStatusError = "ERROR_GET_PHYSICAL_PROCESSOR_STATUS";
 constexpr const char* kUsageError = "ERROR_GET_LOGICAL_PROCESSOR_USAGE";
 
+// Fields are printed as "%d" prints them: all ones (not reported) reads -1.
 std::string Decimal(uint32_t value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%d", static_cast<int>(value));
-  return text;
-}
-
-std::string Hex(uint32_t value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%x", value);
-  return text;
+  return DecimalText(static_cast<int32_t>(value));
 }
 
 std::string Indexed(const char* name, uint32_t index) {
@@ -186,9 +180,9 @@ void Processor::AddStatus(uint32_t k, NodeTree& tree) {
   }
   const std::string path = kProcessorInfo + name;
   AddNode(kProcessorInfo, name, "", 1, tree);
-  AddNode(path, "/SensorOwnerID", Hex(status.SensorOwnerID), 0, tree);
-  AddNode(path, "/SensorOwnerLUN", Hex(status.SensorOwnerLUN), 0, tree);
-  AddNode(path, "/SensorNumber", Hex(status.SensorNumber), 0, tree);
+  AddNode(path, "/SensorOwnerID", HexText(status.SensorOwnerID), 0, tree);
+  AddNode(path, "/SensorOwnerLUN", HexText(status.SensorOwnerLUN), 0, tree);
+  AddNode(path, "/SensorNumber", HexText(status.SensorNumber), 0, tree);
   AddNode(path, "/ThermalTrip", Decimal(status.ThermalTrip), 0, tree);
   AddNode(path, "/IERR", Decimal(status.IERR), 0, tree);
   AddNode(path, "/FRB1", Decimal(status.FRB1), 0, tree);
