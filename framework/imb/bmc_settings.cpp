@@ -1,6 +1,10 @@
 #include "bmc_settings.h"
 
-#include <freeipmi/freeipmi.h>
+// The three headers that define the constants, not the umbrella: it also pulls in the LAN
+// interface's socket headers, which the Windows build (scripted double only) does not have.
+#include <freeipmi/api/ipmi-api.h>
+#include <freeipmi/spec/ipmi-authentication-type-spec.h>
+#include <freeipmi/spec/ipmi-privilege-level-spec.h>
 
 #include <algorithm>
 #include <cctype>
