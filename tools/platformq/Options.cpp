@@ -36,6 +36,8 @@ struct Parser {
   std::string format = kFormatTree;
 
   Parser() {
+    // Queries start with '/': CLI11 would take them for "/option" switches on Windows.
+    app.allow_windows_style_options(false);
     app.add_option("--module", options.modulePath,
                    "Path of the platform configuration module to load (default: the one "
                    "built or installed beside platformq)")
