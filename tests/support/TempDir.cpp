@@ -6,6 +6,8 @@
 #include <random>
 #include <stdexcept>
 
+#include "Environment.h"
+
 namespace fs = std::filesystem;
 
 namespace TestSupport {
@@ -49,14 +51,14 @@ ScopedEnv::ScopedEnv(std::string name, const std::string& value) : name_(std::mo
     hadValue_ = true;
     oldValue_ = old;
   }
-  ::setenv(name_.c_str(), value.c_str(), 1);
+  SetEnvironment(name_, value);
 }
 
 ScopedEnv::~ScopedEnv() {
   if (hadValue_) {
-    ::setenv(name_.c_str(), oldValue_.c_str(), 1);
+    SetEnvironment(name_, oldValue_);
   } else {
-    ::unsetenv(name_.c_str());
+    UnsetEnvironment(name_);
   }
 }
 
