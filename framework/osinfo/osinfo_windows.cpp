@@ -2,10 +2,12 @@
 // GetComputerNameExA, GetIfTable2, and GetDiskFreeSpaceExA on every fixed drive. The recorded
 // source root of the Linux readers has no counterpart here: every figure is live.
 
-#include <windows.h>
+// Order matters: winsock2 before windows, and both with ws2ipdef before the IP helper headers.
 #include <winsock2.h>
+// (kept apart so that include sorting leaves the order alone)
+#include <windows.h>
 #include <ws2ipdef.h>
-// <windows.h> and <ws2ipdef.h> first: the IP helper headers build on their types.
+// The IP helper headers build on the types above.
 #include <iphlpapi.h>
 #include <netioapi.h>
 
