@@ -1,16 +1,16 @@
 #include "bmc_settings.h"
 
-// The three headers that define the constants, not the umbrella: it also pulls in the LAN
+// The API header alone (for the workaround flags), not the umbrella: that also pulls in the LAN
 // interface's socket headers, which the Windows build (scripted double only) does not have.
 #include <freeipmi/api/ipmi-api.h>
-#include <freeipmi/spec/ipmi-authentication-type-spec.h>
-#include <freeipmi/spec/ipmi-privilege-level-spec.h>
 
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <utility>
 #include <vector>
+
+#include "ipmi_numbers.h"
 
 namespace Ordix::Imb {
 
@@ -29,16 +29,16 @@ template <typename T>
 using Names = std::vector<std::pair<const char*, T>>;
 
 const Names<uint8_t> kAuthenticationTypes = {
-    {"none", IPMI_AUTHENTICATION_TYPE_NONE},
-    {"md2", IPMI_AUTHENTICATION_TYPE_MD2},
-    {"md5", IPMI_AUTHENTICATION_TYPE_MD5},
-    {"password", IPMI_AUTHENTICATION_TYPE_STRAIGHT_PASSWORD_KEY},
+    {"none", Ipmi::kAuthNone},
+    {"md2", Ipmi::kAuthMd2},
+    {"md5", Ipmi::kAuthMd5},
+    {"password", Ipmi::kAuthStraightPassword},
 };
 
 const Names<uint8_t> kPrivilegeLevels = {
-    {"callback", IPMI_PRIVILEGE_LEVEL_CALLBACK}, {"user", IPMI_PRIVILEGE_LEVEL_USER},
-    {"operator", IPMI_PRIVILEGE_LEVEL_OPERATOR}, {"admin", IPMI_PRIVILEGE_LEVEL_ADMIN},
-    {"oem", IPMI_PRIVILEGE_LEVEL_OEM},
+    {"callback", Ipmi::kPrivilegeCallback}, {"user", Ipmi::kPrivilegeUser},
+    {"operator", Ipmi::kPrivilegeOperator}, {"admin", Ipmi::kPrivilegeAdmin},
+    {"oem", Ipmi::kPrivilegeOem},
 };
 
 // The names FreeIPMI's own tools give these workarounds, so a setting found to work with them
@@ -182,8 +182,8 @@ SessionTimeouts TimeoutsFor(unsigned timeoutMs) {
 SettingsResult ParseBmcSettings(const SettingLookup& lookup) {
   Reader read(lookup);
   BmcSettings s;
-  s.authenticationType = IPMI_AUTHENTICATION_TYPE_MD5;
-  s.privilegeLevel = IPMI_PRIVILEGE_LEVEL_ADMIN;
+  s.authenticationType = Ipmi::kAuthMd5;
+  s.privilegeLevel = Ipmi::kPrivilegeAdmin;
   unsigned port = kDefaultPort;
   unsigned cipherSuite = s.cipherSuite;
   unsigned timeout = kDefaultTimeoutMs;

@@ -19,6 +19,17 @@ inline constexpr uint8_t kCmdGetSensorEventStatus = 0x2B;  // Sensor/Event
 inline constexpr uint8_t kCmdGetSensorReading = 0x2D;      // Sensor/Event
 inline constexpr uint8_t kCmdGetSelEntry = 0x43;           // Storage
 
+// Session authentication types and privilege levels, as IPMI numbers them.
+inline constexpr uint8_t kAuthNone = 0x00;
+inline constexpr uint8_t kAuthMd2 = 0x01;
+inline constexpr uint8_t kAuthMd5 = 0x02;
+inline constexpr uint8_t kAuthStraightPassword = 0x04;
+inline constexpr uint8_t kPrivilegeCallback = 0x01;
+inline constexpr uint8_t kPrivilegeUser = 0x02;
+inline constexpr uint8_t kPrivilegeOperator = 0x03;
+inline constexpr uint8_t kPrivilegeAdmin = 0x04;
+inline constexpr uint8_t kPrivilegeOem = 0x05;
+
 inline constexpr uint8_t kCcOk = 0x00;
 inline constexpr uint8_t kCcInvalidCommand = 0xC1;
 inline constexpr uint8_t kCcRequestDataLengthInvalid = 0xC7;
