@@ -5,6 +5,7 @@
 #include "LogCapture.h"
 #include "PlatformConfigModule.h"
 #include "ResultStatus.h"
+#include "sys/DynamicLibrary.h"
 
 namespace {
 
@@ -79,13 +80,26 @@ TEST_F(ModuleTest, PruneRemovesSubtreesAndValuesThatNameKeys) {
   EXPECT_TRUE(cyclic.empty());
 }
 
-TEST(ModuleLifecycle, DestructionFreesAndTheNextInstanceIsNew) {
+// The module as a host meets it: loaded by path and created through its one C entry. Deleting
+// it is the host's right, and the next creation starts afresh.
+TEST(ModuleLifecycle, TheEntryGivesTheSingletonUntilTheHostDeletesIt) {
+  std::string error;
+  Sys::DynamicLibrary library = Sys::DynamicLibrary::Open(MODULE_PATH, error);
+  ASSERT_TRUE(library.IsLoaded()) << error;
+  auto entry = reinterpret_cast<void* (*)()>(library.Symbol("GetPlatformConfigCreationInfo"));
+  ASSERT_NE(entry, nullptr);
+  auto factory = reinterpret_cast<PlatformConfigModule* (*)()>(entry());
+  PlatformConfigModule* first = factory();
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(factory(), first);
+  EXPECT_EQ(PlatformConfigModule::CreateInstance(), first);  // one module in the process
+
   TestSupport::FakeOsRoot root;
-  PlatformConfigModule* first = PlatformConfigModule::CreateInstance();
-  EXPECT_EQ(PlatformConfigModule::CreateInstance(), first);
   ResultMap result;
   first->ProcessXQuery("/Platform/OS/Info", result);
-  delete first;  // the framework's right; the last answer's subtree goes with it
+  EXPECT_EQ(result.at("/Platform/OS/Info/Type").list, Strings{"Linux"});
+  EXPECT_THROW(first->ProcessXQuery("/Platform/OS", std::string()), ResultStatus);
+  delete first;  // the last answer's subtree goes with it
 
   PlatformConfigModule* second = PlatformConfigModule::CreateInstance();
   ASSERT_NE(second, nullptr);

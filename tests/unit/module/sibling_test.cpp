@@ -3,6 +3,7 @@
 #include "BMCConfigModule.h"
 #include "LogCapture.h"
 #include "ResultStatus.h"
+#include "SmbiosBuilder.h"
 #include "TempDir.h"
 #include "common.h"
 
@@ -12,20 +13,10 @@ using namespace Module::PlatformConfig;
 using Module::BMCConfig::BMCConfigModule;
 using Strings = std::vector<std::string>;
 
-// The smallest SMBIOS 3.x dump: entry point at 0, at 0x20 a Type 0 (vendor, version, date)
-// and the end-of-table structure.
 std::string BiosImage() {
-  const std::string type0 = std::string("\x00\x12\x00\x00\x01\x02\x00\xF0\x03\x00", 10) +
-                            std::string(8, '\0') + std::string("Acme\0V1.2\0", 10) + "01/02/2026" +
-                            std::string(2, '\0');
-  const std::string table = type0 + std::string("\x7F\x04\x01\x00\x00\x00", 6);
-  std::string ep = std::string("_SM3_\0\x18\x03\x02\x00\x01\x00", 12);
-  for (int i = 0; i < 4; ++i) ep += static_cast<char>((table.size() >> (8 * i)) & 0xFF);
-  ep += std::string("\x20\0\0\0\0\0\0\0", 8);
-  unsigned sum = 0;
-  for (unsigned char c : ep) sum += c;
-  ep[5] = static_cast<char>(0x100 - (sum & 0xFF));
-  return ep + std::string(0x20 - ep.size(), '\0') + table;
+  using namespace SmbiosTest;
+  const Bytes bios = Record(0, 0, 0x12, {{4, 1}, {5, 2}, {8, 3}}, {"Acme", "V1.2", "01/02/2026"});
+  return Text(Image(EntryPoint3(0x100), Join({bios, kEndOfTable})));
 }
 
 // Points the BIOS module at an image (or a missing file) and a scripted BMC source.
