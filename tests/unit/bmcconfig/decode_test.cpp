@@ -20,17 +20,6 @@ using ::testing::HasSubstr;
 using Bytes = std::vector<uint8_t>;
 using Strings = std::vector<std::string>;
 
-TEST(ReplyText, HexWithoutLeadingZerosAndRequestsByteForByte) {
-  EXPECT_EQ(SensorValues({0x00, 0xC0, 0x82, 0x00}), (Strings{"0 c0 82 0", "c0 82 0", "82 0", "0"}));
-  EXPECT_EQ(SensorValues({0x0A, 0x10, 0xFF}), (Strings{"a 10 ff", "10 ff", "ff"}));
-  EXPECT_TRUE(SensorValues({}).empty());
-  EXPECT_EQ(HexList({}), "");
-  EXPECT_EQ(RequestText(SensorEventStatusRequest(0xFF)), "20 04 00 2b ff");
-  EXPECT_EQ(RequestText(SelEntryRequest(0x1234)), "20 0a 00 43 00 00 34 12 00 ff");
-  EXPECT_EQ(SelRecordKey(1), "/BMC/SEL/RECORD[00001]");
-  EXPECT_EQ(SelRecordKey(65535), "/BMC/SEL/RECORD[65535]");
-}
-
 TEST(Query, NamesASensorTheLogOrNothing) {
   const auto sensor = ParseBmcQuery("BMC//SENSOR[007]/PROCEVENT/");
   ASSERT_TRUE(sensor);
