@@ -1,13 +1,10 @@
 // The BMC's processor sensors per family: which sockets are populated, and one socket's state.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <map>
-#include <set>
-#include <vector>
+#include <string>
 
-#include "FakeSensors.h"
-#include "ResultStatus.h"
+#include "FakeSiblings.h"
 #include "processor/CPUInternalFunc.h"
 
 namespace {
@@ -71,106 +68,55 @@ TEST(ProcessorSensors, PresenceIsDecidedOnlyByFlagsThatSayTheStatesAreValid) {
   EXPECT_EQ(DiscoverProcessorSensors(&count, handles, kKarvo), kBmcQueryFailed);
 }
 
-struct StatusCase {
-  const char* name;
-  const char* family;
-  uint32_t sensor;
-  std::map<int, Bytes> events, readings;
-  uint32_t code;
-  // ThermalTrip, IERR, FRB1, FRB2, FRB3, ConfigError, ProcessorThrottled; -1 = not reported.
-  std::vector<int> states;
-};
+// One socket's status: states in the order ThermalTrip, IERR, FRB1, FRB2, FRB3, ConfigError,
+// ProcessorThrottled, '-' where the sensors do not report it.
+void ExpectStatus(const char* name, const char* family, uint32_t sensor, uint32_t code,
+                  const std::string& states, std::map<int, Bytes> events,
+                  std::map<int, Bytes> readings = {}) {
+  SCOPED_TRACE(name);
+  FakeSensors bmc;
+  bmc.events = std::move(events);
+  bmc.readings = std::move(readings);
+  PhysicalProcessorStatus s{};
+  ASSERT_EQ(ReadCPUSensorStatus(sensor, &s, family), code);
+  if (code != kOk) return;
+  EXPECT_EQ(s.SensorOwnerID, 0x20u);
+  EXPECT_EQ(s.SensorOwnerLUN, 0u);
+  EXPECT_EQ(s.SensorNumber, sensor);
+  std::string got;
+  for (uint32_t v :
+       {s.ThermalTrip, s.IERR, s.FRB1, s.FRB2, s.FRB3, s.ConfigError, s.ProcessorThrottled}) {
+    got += v == ~0u ? '-' : static_cast<char>('0' + v);
+  }
+  EXPECT_EQ(got, states);
+}
 
 TEST(ProcessorSensors, StatusTakesOnlyTheStatesTheSensorsReport) {
-  const std::vector<int> none(7, -1);
-  const StatusCase cases[] = {
-      {"every state reported, none asserted; throttled by state 0",
-       kKarvo,
-       0x90,
-       {{0x90, {0xC0, 0xBF}}, {0xC0, {0xC0, 0xC1, 0x01}}},
-       {{0x90, {0x00, 0xFF, 0x80}}},
-       kOk,
-       {0, 0, 0, 0, 0, 0, 1}},
-      {"IERR and thermal trip reported; throttling by state 2",
-       kKarvo,
-       0x91,
-       {{0x91, {0xC0, 0x82}}, {0xC1, {0xC0, 0xC4, 0x00}}},
-       {{0x91, {0x00, 0xC3, 0x82}}},
-       kOk,
-       {1, 0, -1, -1, -1, -1, 0}},
-      {"throttling by state 3 when neither 0 nor 2 is reported",
-       kKarvo,
-       0x91,
-       {{0x91, {0x40}}, {0xC1, {0xC0, 0xC0, 0x0A}}},
-       {},
-       kOk,
-       {-1, -1, -1, -1, -1, -1, 1}},
-      {"scanning only: nothing reported",
-       kKarvo,
-       0x90,
-       {{0x90, {0x40, 0xBF}}, {0xC0, {0x40, 0xFF}}},
-       {},
-       kOk,
-       none},
-      {"the throttling sensor's gate: no state 0, 2 or 7 and no state 9",
-       kKarvo,
-       0x90,
-       {{0x90, {0x00}}, {0xC0, {0xC0, 0x48, 0x00}}},
-       {},
-       kOk,
-       none},
-      {"the one-socket family passes the gate and reads its throttling from byte 0",
-       "ROPHIN_PLATFORM",
-       0x0F,
-       {{0x0F, {0x00}}, {0x10, {0xC0, 0x48, 0x00}}},
-       {},
-       kOk,
-       {-1, -1, -1, -1, -1, -1, 0}},
-      {"the other one-socket family takes the general rule",
-       "DUVANE_PLATFORM",
-       0x10,
-       {{0x10, {0x00}}, {0x11, {0xC0, 0xC1, 0x01}}},
-       {},
-       kOk,
-       {-1, -1, -1, -1, -1, -1, 1}},
-      {"no sensor number", kKarvo, 0xFF, {}, {}, kMissingArgument, {}},
-      {"not in the family's row", "PIRLOW_PLATFORM", 0x92, {}, {}, kMissingArgument, {}},
-      {"a family without sensors", "OTHER_PLATFORM", 0x90, {}, {}, kMissingArgument, {}},
-      {"a family spelled as identification never names it",
-       "KARVO3_PLATFORM",
-       0x92,
-       {{0x92, {0x00}}, {0xC2, {0x00}}},
-       {},
-       kOk,
-       none},
-      {"the controller does not answer", kKarvo, 0x90, {}, {}, kBmcQueryFailed, {}},
-      {"the throttling sensor does not answer",
-       kKarvo,
-       0x90,
-       {{0x90, {0x00}}},
-       {},
-       kBmcQueryFailed,
-       {}},
-  };
-  for (const StatusCase& c : cases) {
-    FakeSensors bmc;
-    bmc.events = c.events;
-    bmc.readings = c.readings;
-    PhysicalProcessorStatus status{};
-    ASSERT_EQ(ReadCPUSensorStatus(c.sensor, &status, c.family), c.code) << c.name;
-    if (c.code != kOk) continue;
-    EXPECT_EQ(status.SensorOwnerID, 0x20u) << c.name;
-    EXPECT_EQ(status.SensorOwnerLUN, 0u) << c.name;
-    EXPECT_EQ(status.SensorNumber, c.sensor) << c.name;
-    const std::vector<int> got = {static_cast<int>(status.ThermalTrip),
-                                  static_cast<int>(status.IERR),
-                                  static_cast<int>(status.FRB1),
-                                  static_cast<int>(status.FRB2),
-                                  static_cast<int>(status.FRB3),
-                                  static_cast<int>(status.ConfigError),
-                                  static_cast<int>(status.ProcessorThrottled)};
-    EXPECT_EQ(got, c.states) << c.name;
-  }
+  ExpectStatus("every state reported, none asserted; throttled by state 0", kKarvo, 0x90, kOk,
+               "0000001", {{0x90, {0xC0, 0xBF}}, {0xC0, {0xC0, 0xC1, 0x01}}},
+               {{0x90, {0x00, 0xFF, 0x80}}});
+  ExpectStatus("IERR and thermal trip reported; throttling by state 2", kKarvo, 0x91, kOk,
+               "10----0", {{0x91, {0xC0, 0x82}}, {0xC1, {0xC0, 0xC4, 0x00}}},
+               {{0x91, {0x00, 0xC3, 0x82}}});
+  ExpectStatus("throttling by state 3 when neither 0 nor 2 is reported", kKarvo, 0x91, kOk,
+               "------1", {{0x91, {0x40}}, {0xC1, {0xC0, 0xC0, 0x0A}}});
+  ExpectStatus("scanning only: nothing reported", kKarvo, 0x90, kOk, "-------",
+               {{0x90, {0x40, 0xBF}}, {0xC0, {0x40, 0xFF}}});
+  ExpectStatus("the throttling sensor's gate: no state 0, 2 or 7 and no state 9", kKarvo, 0x90, kOk,
+               "-------", {{0x90, {0x00}}, {0xC0, {0xC0, 0x48, 0x00}}});
+  ExpectStatus("the one-socket family passes the gate and reads its throttling from byte 0",
+               "ROPHIN_PLATFORM", 0x0F, kOk, "------0",
+               {{0x0F, {0x00}}, {0x10, {0xC0, 0x48, 0x00}}});
+  ExpectStatus("the other one-socket family takes the general rule", "DUVANE_PLATFORM", 0x10, kOk,
+               "------1", {{0x10, {0x00}}, {0x11, {0xC0, 0xC1, 0x01}}});
+  ExpectStatus("a family spelled as identification never names it", "KARVO3_PLATFORM", 0x92, kOk,
+               "-------", {{0x92, {0x00}}, {0xC2, {0x00}}});
+  ExpectStatus("no sensor number", kKarvo, 0xFF, kMissingArgument, "", {});
+  ExpectStatus("not in the family's row", "PIRLOW_PLATFORM", 0x92, kMissingArgument, "", {});
+  ExpectStatus("a family without sensors", "OTHER_PLATFORM", 0x90, kMissingArgument, "", {});
+  ExpectStatus("the controller does not answer", kKarvo, 0x90, kBmcQueryFailed, "", {});
+  ExpectStatus("the throttling sensor does not answer", kKarvo, 0x90, kBmcQueryFailed, "",
+               {{0x90, {0x00}}});
   EXPECT_EQ(ReadCPUSensorStatus(0x90, nullptr, kKarvo), kMissingArgument);
 }
 

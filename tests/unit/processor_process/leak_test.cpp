@@ -2,22 +2,18 @@
 // them: the workers they start (threads, their events) are all gone when the answer is back.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <string>
 
-#include "BIOSConfigModule.h"
-#include "BMCConfigModule.h"
+#include "FakeSiblings.h"
 #include "PlatformConfigMgr.h"
 #include "SimulatedServer.h"
 
 namespace {
 
 using namespace Module::PlatformConfig;
-using Module::BIOSConfig::BIOSConfigModule;
-using Module::BMCConfig::BMCConfigModule;
 
 constexpr const char* kInfo = "/Platform/ProcessorInfo";
 
@@ -46,60 +42,23 @@ size_t MachinePackages() {
 
 // A board of the family whose BMC watches sockets with sensors 90h-93h (throttling C0h-C3h),
 // with as many fitted sockets as this machine has packages, so that every package is
-// identified by its workers. Whatever the BMC is asked while the workers run (the status
-// reads come after identification) is counted in `during`.
-class Board {
- public:
-  explicit Board(int sockets) : sockets_(sockets) {
-    previousBios_ = BIOSConfigModule::InstallAnswerSource([this](const std::string& q,
-                                                                 ResultMap& a) {
-      if (q == "/SMBIOS/Type4/@children") {
-        a["/SMBIOS/Type4"].kind = XNODE_ELEMENT;
-        for (int i = 1; i <= sockets_; ++i)
-          a["/SMBIOS/Type4"].list.push_back("/SMBIOS/Type4[" + std::to_string(i) + "]");
-      } else if (q.rfind("/SMBIOS/Type4[", 0) == 0) {
-        const bool status = q.size() > 7 && q.compare(q.size() - 7, 7, "/Status") == 0;
-        a[q] = _XNode{XNODE_VALUE, {status ? "Populated: Yes, Enabled" : "2600"}, {}};
-      }
-    });
-    previousBmc_ = BMCConfigModule::InstallAnswerSource([this](const std::string& q,
-                                                               ResultMap& a) {
-      int sensor = 0;
-      char leaf[16] = {};
-      if (std::sscanf(q.c_str(), "/BMC/SENSOR[%d]/%15[A-Z]", &sensor, leaf) != 2) return;
-      const bool events = std::string(leaf) == "PROCEVENT";
-      std::vector<int> bytes;
-      if (sensor >= 0x90 && sensor < 0x94) {
-        const int present = sensor - 0x90 < sockets_ ? 0x80 : 0x00;
-        bytes = events ? std::vector<int>{0xC0, present} : std::vector<int>{0x00, 0xC0, present};
-      } else if (sensor >= 0xC0 && sensor < 0xC4) {
-        during = Counts();
-        bytes = {0x00};  // throttling not reported
-      }
-      for (size_t k = 0; k < bytes.size(); ++k) {
-        std::string text;
-        for (size_t i = k; i < bytes.size(); ++i) {
-          char byte[4];
-          std::snprintf(byte, sizeof byte, "%x", bytes[i]);
-          text += (text.empty() ? "" : " ") + std::string(byte);
-        }
-        a[q].list.push_back(text);
-      }
-    });
+// identified by its workers. What is open while the workers run (the status reads come after
+// identification, before they stop) is counted in `during`.
+struct Board {
+  explicit Board(int sockets) : smbios(std::vector<std::string>(sockets, "Populated: Yes")) {
+    for (int s = 0; s < 4; ++s) {
+      const int present = s < sockets ? 0x80 : 0x00;
+      bmc.events[0x90 + s] = {0xC0, present};
+      bmc.readings[0x90 + s] = {0x00, 0xC0, present};
+      bmc.events[0xC0 + s] = {0x00};  // throttling not reported
+    }
+    bmc.onQuery = [this](int sensor) {
+      if (sensor >= 0xC0) during = Counts();
+    };
   }
-  ~Board() {
-    BIOSConfigModule::InstallAnswerSource(previousBios_);
-    BMCConfigModule::InstallAnswerSource(previousBmc_);
-  }
-  Board(const Board&) = delete;
-  Board& operator=(const Board&) = delete;
-
+  ProcessorTest::FakeSockets smbios;
+  ProcessorTest::FakeSensors bmc;
   Counts during{0, 0};
-
- private:
-  int sockets_;
-  BIOSConfigModule::AnswerSource previousBios_;
-  BMCConfigModule::AnswerSource previousBmc_;
 };
 
 std::string Value(const ResultMap& r, const std::string& path) {
@@ -118,7 +77,8 @@ TEST(ProcessorQueries, LeaveNoWorkerEventOrDescriptorBehind) {
     ResultMap inventory;
     mgr.ResolveQuery(kInfo, inventory);
     const Counts after;
-    const std::string workerText = Value(inventory, std::string(kInfo) + "/NumberOfLogicalProcessor");
+    const std::string workerText =
+        Value(inventory, std::string(kInfo) + "/NumberOfLogicalProcessor");
     const size_t workers = std::strtoul(workerText.c_str(), nullptr, 10);
     ASSERT_GT(workers, 0u) << workerText;
     if (packages <= 4) {  // every package identified: its worker was asked
