@@ -1,14 +1,19 @@
 #pragma once
 // Scripted answers of the BIOS and BMC modules for the memory component: memory arrays
 // described in a few lines, sensor replies and event-log records by the bytes that matter.
+#include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "BIOSConfigModule.h"
 #include "BMCConfigModule.h"
+#include "ResultStatus.h"
 
 namespace MemoryTest {
+
+using Module::BIOSConfig::BIOSConfigModule;
+using Module::BMCConfig::BMCConfigModule;
 
 struct Device {
   std::string locator;
@@ -16,30 +21,66 @@ struct Device {
 };
 struct Array {
   std::vector<Device> devices;
-  std::string deviceCount = "";  // the array's device-count answer; "" = the number of devices
-  bool answersDeviceCount = true;
+  bool answersDeviceCount = true;  // with the number of its devices
 };
 
-// Leaves by path; "TypeDetail" of every device is an element with two "Yes" leaves.
+// The array count ("" unanswered), and per array its device count, error correction (naming
+// the array) and per device its size and locator; nothing else is answered.
 class FakeSmbios {
  public:
-  FakeSmbios(const std::string& arrayCount, const std::vector<Array>& arrays);
-  ~FakeSmbios();
+  FakeSmbios(const std::string& arrayCount, const std::vector<Array>& arrays) {
+    if (!arrayCount.empty()) leaves_["/SMBIOS/MemoryArray/TotalNoOfArray"] = arrayCount;
+    for (size_t a = 0; a < arrays.size(); ++a) {
+      const std::string array = "/SMBIOS/MemoryArray[" + std::to_string(a + 1) + "]";
+      if (arrays[a].answersDeviceCount) {
+        leaves_[array + "/NumMemoryDevices"] = std::to_string(arrays[a].devices.size());
+      }
+      leaves_[array + "/MemoryErrorCorrection"] = "Multi-bit ECC " + std::to_string(a + 1);
+      for (size_t d = 0; d < arrays[a].devices.size(); ++d) {
+        const std::string device = array + "/MemoryDevice[" + std::to_string(d + 1) + "]";
+        leaves_[device + "/Size"] = arrays[a].devices[d].size;
+        leaves_[device + "/DeviceLocator"] = arrays[a].devices[d].locator;
+      }
+    }
+    previous_ = BIOSConfigModule::InstallAnswerSource([this](const std::string& q, ResultMap& a) {
+      auto it = leaves_.find(q);
+      if (it != leaves_.end()) a[q] = _XNode{XNODE_VALUE, {it->second}, {}};
+    });
+  }
+  ~FakeSmbios() { BIOSConfigModule::InstallAnswerSource(previous_); }
   FakeSmbios(const FakeSmbios&) = delete;
   FakeSmbios& operator=(const FakeSmbios&) = delete;
 
-  std::map<std::string, std::string> leaves;
-
  private:
-  Module::BIOSConfig::BIOSConfigModule::AnswerSource previous_;
+  std::map<std::string, std::string> leaves_;
+  BIOSConfigModule::AnswerSource previous_;
 };
 
 // Sensor replies by decimal sensor number, event-log records in log order; throws ResultStatus
 // for a sensor whose reply is "throw". Remembers the queries it was asked.
 class FakeBmc {
  public:
-  FakeBmc();
-  ~FakeBmc();
+  FakeBmc() {
+    previous_ = BMCConfigModule::InstallAnswerSource([this](const std::string& q, ResultMap& a) {
+      asked.push_back(q);
+      if (q == "/BMC/SEL/RECORD") {
+        if (selFails) throw ResultStatus(2040, "no controller", q, XCOMMAND_NONE);
+        for (size_t i = 0; i < sel.size(); ++i) {
+          char key[48];
+          std::snprintf(key, sizeof key, "/BMC/SEL/RECORD[%05zu]", i + 1);
+          a[key] = _XNode{XNODE_VALUE, {sel[i]}, {}};
+        }
+        return;
+      }
+      int sensor = -1;
+      if (std::sscanf(q.c_str(), "/BMC/SENSOR[%d]/VALUE", &sensor) != 1) return;
+      auto it = replies.find(sensor);
+      if (it == replies.end()) return;
+      if (it->second == "throw") throw ResultStatus(2042, "cc=cb", q, XCOMMAND_NONE);
+      a[q] = _XNode{XNODE_VALUE, {it->second}, {}};
+    });
+  }
+  ~FakeBmc() { BMCConfigModule::InstallAnswerSource(previous_); }
   FakeBmc(const FakeBmc&) = delete;
   FakeBmc& operator=(const FakeBmc&) = delete;
 
@@ -49,11 +90,21 @@ class FakeBmc {
   std::vector<std::string> asked;
 
  private:
-  Module::BMCConfig::BMCConfigModule::AnswerSource previous_;
+  BMCConfigModule::AnswerSource previous_;
 };
 
 // A Get SEL Entry reply (next ID, then the 16-byte record) with the given sensor type and
 // event data 1, written as the BMC module writes it.
-std::string SelRecord(int sensorType, int eventData1, int id = 1);
+inline std::string SelRecord(int sensorType, int eventData1, int id = 1) {
+  const int bytes[18] = {id + 1, 0, id, 0,          2,    0x10, 0x20,       0x30, 0x40,
+                         0x20,   0, 4,  sensorType, 0xE0, 0x6F, eventData1, 0,    0xFF};
+  std::string text;
+  for (int b : bytes) {
+    char hex[4];
+    std::snprintf(hex, sizeof hex, "%x", b & 0xFF);
+    text += (text.empty() ? "" : " ") + std::string(hex);
+  }
+  return text;
+}
 
 }  // namespace MemoryTest

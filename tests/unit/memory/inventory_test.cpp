@@ -56,27 +56,10 @@ TEST(MemoryInventory, TwoArraysOfFourFillEightSlotsInOrder) {
 
   EXPECT_EQ(Value(r, "/Platform/MemoryTopology/NumberOfElements"), "8");
   EXPECT_EQ(Value(r, "/Platform/MemoryTopology/TotalMemorySize"), std::to_string(6 * 8192));
-  const Strings expectedLeaves = {"MemoryLocation",    "MemoryErrorCorrectionType",
-                                  "MemoryArrayHandle", "MemoryTotalWidth",
-                                  "MemoryDataWidth",   "MemorySize",
-                                  "MemorySlotName",    "MemoryBankName",
-                                  "MemoryType",        "TypeDetail",
-                                  "MemorySpeed",       "SlotSensorNumber",
-                                  "SensorNumber",      "SlotSensorOwnerID",
-                                  "SensorOwnerID",     "SensorOwnerLUN"};
-  Strings children;
-  for (const std::string& leaf : expectedLeaves) children.push_back(Slot(5, leaf));
-  EXPECT_EQ(r.at(std::string(kSlots) + "[5]").list, children);
-
-  // Slot 5 is the second array's second device.
-  EXPECT_EQ(Value(r, Slot(5, "MemorySlotName")), "B1");
-  EXPECT_EQ(Value(r, Slot(5, "MemoryBankName")), "BANK 1");
+  // Each slot's SMBIOS leaves, their order and the slot sensors are held to dmidecode and the
+  // BMC by the integration checks; the sensor addresses and owners only here.
+  EXPECT_EQ(Value(r, Slot(5, "MemorySlotName")), "B1");  // the second array's second device
   EXPECT_EQ(Value(r, Slot(5, "MemoryErrorCorrectionType")), "Multi-bit ECC 2");
-  EXPECT_EQ(Value(r, Slot(5, "MemoryArrayHandle")), "0x1001");
-  EXPECT_EQ(Value(r, Slot(5, "MemorySpeed")), "2401");
-  EXPECT_EQ(Value(r, Slot(5, "TypeDetail/Registered")), "Yes");
-  EXPECT_EQ(r.at(Slot(5, "TypeDetail")).list,
-            (Strings{Slot(5, "TypeDetail/Synchronous"), Slot(5, "TypeDetail/Registered")}));
   EXPECT_EQ(Value(r, Slot(2, "MemorySize")), "0");
   EXPECT_EQ(Value(r, Slot(5, "SensorNumber")), "41");
   EXPECT_EQ(Value(r, Slot(5, "SlotSensorNumber")), "e5");
@@ -135,49 +118,41 @@ TEST(MemoryInventory, FourBoardFamilyAddressesSlotsByTheBoardInTheLocator) {
   EXPECT_EQ(Value(r, Slot(8, "SlotSensorNumber")), "cb");
 }
 
+// The build stopped by an SMBIOS answer: its error and the root's list (none: not checked).
+void ExpectStopped(const char* name, const std::string& arrayCount, std::vector<Array> arrays,
+                   int code, int line, const Strings& root = {}) {
+  SCOPED_TRACE(name);
+  FakeSmbios smbios(arrayCount, arrays);
+  TestSupport::LogCapture log;
+  const ResultMap r = Topology();
+  EXPECT_EQ(Value(r, "/Platform/MemoryTopology/NumberOfElements"), "<absent>");
+  if (!root.empty()) {
+    EXPECT_EQ(r.at("/Platform/MemoryTopology").list, root);
+  }
+  ASSERT_EQ(log.Records().size(), 1u);
+  EXPECT_EQ(log.Records()[0].line, line);
+  EXPECT_EQ(log.Records()[0].source, ".\\MemoryImpl");
+  EXPECT_EQ(log.Records()[0].text.rfind(std::to_string(code) + ": ", 0), 0u);
+}
+
 TEST(MemoryInventory, AnswersThatStopTheBuildAreReportedAndKeepWhatWasWritten) {
   PlatformTest::SimulatedServer server(kKarvoBoard);
-  const struct {
-    const char* name;
-    std::string arrayCount;
-    std::vector<Array> arrays;
-    int code, line;
-    Strings root;  // "/Platform/MemoryTopology"'s list
-    const char* elements;
-  } cases[] = {
-      {"no array count", "", {}, 1038, 74, {"ERROR_GET_MEMORY_ARRAY_NO"}, "<absent>"},
-      {"negative array count", "-1", {}, 1038, 114, {"ERROR_GET_MEMORY_ARRAY_NO"}, "<absent>"},
-      {"no arrays", "0", {}, 0, 0, {}, "0"},
-      {"second array without a device count",
-       "2",
-       {{Devices("A", 2)}, {Devices("B", 2)}},
-       1039,
-       125,
-       {},
-       "<absent>"},
-  };
-  for (auto c : cases) {
-    if (c.arrays.size() == 2) c.arrays[1].answersDeviceCount = false;
-    FakeSmbios smbios(c.arrayCount, c.arrays);
-    TestSupport::LogCapture log;
-    const ResultMap r = Topology();
-    EXPECT_EQ(Value(r, "/Platform/MemoryTopology/NumberOfElements"), c.elements) << c.name;
-    if (!c.root.empty()) {
-      EXPECT_EQ(r.at("/Platform/MemoryTopology").list, c.root) << c.name;
-    }
-    if (c.code == 0) {
-      EXPECT_TRUE(log.Records().empty()) << c.name;
-      EXPECT_EQ(Value(r, "/Platform/MemoryTopology/TotalMemorySize"), "0") << c.name;
-      continue;
-    }
-    ASSERT_EQ(log.Records().size(), 1u) << c.name;
-    EXPECT_EQ(log.Records()[0].line, c.line) << c.name;
-    EXPECT_EQ(log.Records()[0].source, ".\\MemoryImpl") << c.name;
-    EXPECT_EQ(log.Records()[0].text.rfind(std::to_string(c.code) + ": ", 0), 0u) << c.name;
+  ExpectStopped("no array count", "", {}, 1038, 74, {"ERROR_GET_MEMORY_ARRAY_NO"});
+  ExpectStopped("negative array count", "-1", {}, 1038, 114, {"ERROR_GET_MEMORY_ARRAY_NO"});
+  // The first array's slots stay when the second one has no device count.
+  const std::vector<Array> second = {{Devices("A", 2)}, {Devices("B", 2), false}};
+  ExpectStopped("second array without a device count", "2", second, 1039, 125);
+  {
+    FakeSmbios smbios("2", second);
+    EXPECT_EQ(Value(Topology(), Slot(1, "MemorySlotName")), "A1");
   }
-  // The first array's slots stay when the second one stops the build.
-  FakeSmbios smbios("2", {{Devices("A", 2)}, {{}, "", false}});
-  EXPECT_EQ(Value(Topology(), Slot(1, "MemorySlotName")), "A1");
+
+  FakeSmbios none("0", {});
+  TestSupport::LogCapture log;
+  const ResultMap r = Topology();
+  EXPECT_TRUE(log.Records().empty());
+  EXPECT_EQ(Value(r, "/Platform/MemoryTopology/NumberOfElements"), "0");
+  EXPECT_EQ(Value(r, "/Platform/MemoryTopology/TotalMemorySize"), "0");
 }
 
 }  // namespace

@@ -35,33 +35,31 @@ TEST(DimmState, IsReadFromTheSlotsSensorAtEveryQuery) {
   FakeBmc bmc;
   PlatformConfigMgr mgr("");
   const struct {
-    int slot;
+    int slot, sensor;
     const char* reply;  // nullptr: no answer
     const char* state;
-    const char* asked;
   } cases[] = {
-      {0, "0 c0 4 0", "1", "/BMC/SENSOR[224]/VALUE"},
-      {1, "0 c0 5 3", "f", "/BMC/SENSOR[225]/VALUE"},
-      {2, "0 c1 5 3", "ERROR_GET_MEMORY_DIMM_STATE", "/BMC/SENSOR[226]/VALUE"},
-      {3, "0 c0 0 0", "ERROR_GET_MEMORY_DIMM_STATE", "/BMC/SENSOR[227]/VALUE"},
-      {4, "", "ERROR_GET_MEMORY_DIMM_STATE", "/BMC/SENSOR[228]/VALUE"},
-      {5, nullptr, "ERROR_GET_MEMORY_DIMM_STATE", "/BMC/SENSOR[229]/VALUE"},
-      {6, "throw", "ERROR_GET_MEMORY_DIMM_STATE", "/BMC/SENSOR[230]/VALUE"},
-      {9, "0 c0 1", "8", "/BMC/SENSOR[255]/VALUE"},  // no sensor on the board: asked all the same
+      {0, 224, "0 c0 4 0", "1"},
+      {1, 225, "0 c0 5 3", "f"},
+      {3, 227, "0 c0 0 0", "ERROR_GET_MEMORY_DIMM_STATE"},
+      {5, 229, nullptr, "ERROR_GET_MEMORY_DIMM_STATE"},
+      {6, 230, "throw", "ERROR_GET_MEMORY_DIMM_STATE"},
+      {9, 255, "0 c0 1", "8"},  // no sensor on the board: asked all the same
   };
   for (const auto& c : cases) {
     bmc.replies.clear();
     bmc.asked.clear();
-    if (c.reply != nullptr) bmc.replies[224 + (c.slot < 8 ? c.slot : 31)] = c.reply;
+    if (c.reply != nullptr) bmc.replies[c.sensor] = c.reply;
     const std::string path =
         "/Platform/MemoryTopology/MemoryInfo[" + std::to_string(c.slot) + "]/MemoryState";
+    const std::string asked = "/BMC/SENSOR[" + std::to_string(c.sensor) + "]/VALUE";
     TestSupport::LogCapture log;
     for (int round = 0; round < 2; ++round) {
       const ResultMap r = Ask(mgr, path);
       ASSERT_EQ(r.size(), 1u) << path;
       EXPECT_EQ(r.at(path).list, std::vector<std::string>{c.state}) << path;
     }
-    EXPECT_EQ(bmc.asked, (std::vector<std::string>{c.asked, c.asked})) << path;
+    EXPECT_EQ(bmc.asked, (std::vector<std::string>{asked, asked})) << path;
     const bool failed = c.state[0] == 'E';
     ASSERT_EQ(log.Records().empty(), !failed) << path;
     if (failed) {
