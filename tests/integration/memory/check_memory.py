@@ -3,30 +3,38 @@
 
   check_memory.py PROFILE_DIR --efi-cases variables.toml --dmidecode D --platformq P
 
-PROFILE_DIR is sim/profiles/NAME (for a variant, its base). The answer is compared with
-independent readings of the same server: the slots with dmidecode's reading of the SMBIOS
-image, each slot's sensor with the DIMM sensors the profile's BMC describes, every slot's
-state with ipmitool's Get Sensor Reading of that sensor, and the error counts with the event
-log as ipmitool reads it.
+PROFILE_DIR is sim/profiles/NAME (for a variant, its base). The slots are compared with
+dmidecode's reading of the SMBIOS image, their sensors with the profile's DIMM sensors, their
+states with ipmitool's readings of those sensors, the error counts with its event log.
 """
 
 import argparse
 import json
 import os
 import re
-import shutil
 import subprocess
 import sys
 import tempfile
 import tomllib
 from pathlib import Path
 
+HERE = Path(__file__).resolve().parent
+sys.path[:0] = [str(HERE.parent / "smbios"), str(HERE.parent / "bmc")]
+sys.dont_write_bytecode = True  # the sibling checks are imported from the source tree
+import check_bmc  # noqa: E402
+from check_smbios import ARRAY, DEVICE, dmidecode, type_detail_table  # noqa: E402
+
 TIMEOUT = 20  # seconds for any one child; a hang fails instead of stalling the run
 ROOT = "/Platform/MemoryTopology"
-SLOT_LEAVES = ["MemoryLocation", "MemoryErrorCorrectionType", "MemoryArrayHandle",
-               "MemoryTotalWidth", "MemoryDataWidth", "MemorySize", "MemorySlotName",
-               "MemoryBankName", "MemoryType", "TypeDetail", "MemorySpeed", "SlotSensorNumber",
-               "SensorNumber", "SlotSensorOwnerID", "SensorOwnerID", "SensorOwnerLUN"]
+# A slot's leaves in the answer's order, with the SMBIOS leaf each takes its value from (its
+# array's for the first two); None: not an SMBIOS value.
+SLOT_LEAVES = {"MemoryLocation": "Location", "MemoryErrorCorrectionType": "MemoryErrorCorrection",
+               "MemoryArrayHandle": "MemoryArrayHandle", "MemoryTotalWidth": "TotalWidth",
+               "MemoryDataWidth": "DataWidth", "MemorySize": "Size",
+               "MemorySlotName": "DeviceLocator", "MemoryBankName": "BankLocator",
+               "MemoryType": "MemoryType", "TypeDetail": None, "MemorySpeed": "Speed",
+               "SlotSensorNumber": None, "SensorNumber": None, "SlotSensorOwnerID": None,
+               "SensorOwnerID": None, "SensorOwnerLUN": None}
 # Boards whose family has a DIMM sensor list. The lists go by the board identifier the firmware
 # reports, so on any other board (one the board table lacks, whose family the BMC's product ID
 # gives) no slot has a sensor, even where the BMC has DIMM sensors.
@@ -49,72 +57,11 @@ def run(*args):
                           errors="replace", timeout=TIMEOUT)
 
 
-# --- dmidecode's reading of the image, in the values' text form ---------------------------
-
-def structures(dmidecode, image, *options):
-    r = run(dmidecode, "--from-dump", image, "-t", "16", "-t", "17", *options)
-    if r.returncode != 0 or r.stderr.strip():
-        sys.exit(f"dmidecode failed on {image} ({r.returncode}): {r.stderr.strip()}")
-    return [b for b in r.stdout.split("\n\n") if b.startswith("Handle")]
-
-
-def read_image(dmidecode, image):
-    """Type 16 and 17 structures in table order: their fields, and for type 17 the raw bytes."""
-    found = []
-    for block, raw in zip(structures(dmidecode, image), structures(dmidecode, image, "-u"),
-                          strict=True):
-        head = re.match(r"Handle (0x[0-9A-F]{4}), DMI type (\d+)", block)
-        fields = dict(re.findall(r"^\t([^\t:\n]+): ?(.*)$", block, re.MULTILINE))
-        data = raw.partition("\tStrings:")[0]
-        fields["_bytes"] = bytes.fromhex(" ".join(
-            line for line in data.splitlines() if line.startswith("\t\t")))
-        found.append(fields | {"_handle": head[1], "_type": int(head[2])})
-    return found
-
-
-def number_text(text, units):
-    """"72 bits" -> "72", "16 GB" -> "16384" (units: name -> factor); "Unknown" stays."""
-    if text == "Unknown":
-        return text
-    m = re.fullmatch(r"(\d+) (\S+)", text)
-    if m is None or m[2] not in units:
-        sys.exit(f"dmidecode printed {text!r}, not a number of {' or '.join(units)}")
-    return str(int(m[1]) * units[m[2]])
-
-
-BITS = {"bits": 1}
-MB = {"MB": 1, "GB": 1024, "TB": 1024 ** 2}
-
-
-def size_text(text):
-    return "0" if text == "No Module Installed" else number_text(text, MB)
-
-
-def speed_text(device):
-    """dmidecode stops printing an empty slot after its type detail; the field is still there."""
-    if "Speed" in device:
-        return number_text(device["Speed"], {"MT/s": 1, "MHz": 1})
-    raw = device["_bytes"]
-    word = int.from_bytes(raw[0x15:0x17], "little") if len(raw) >= 0x17 else 0
-    return str(word) if word else "Unknown"
-
-
-def string_text(text):  # dmidecode's word for a string the structure leaves out
-    return "" if text == "Not Specified" else text
-
-
-# dmidecode's names of the type-detail bits, in bit order; a leaf is named without blanks and
-# without the parenthesised alternative ("Registered (Buffered)" -> "Registered").
-TYPE_DETAILS = ["Other", "Unknown", "Fast-paged", "Static Column", "Pseudo-static", "RAMBus",
-                "Synchronous", "CMOS", "EDO", "Window DRAM", "Cache DRAM", "Non-Volatile",
-                "Registered (Buffered)", "Unbuffered (Unregistered)", "LRDIMM"]
-
-
-def type_detail_leaves(text):
-    names = [n for n in TYPE_DETAILS if re.search(rf"(^| ){re.escape(n)}( |$)", text)]
-    if " ".join(names) != ("" if text == "None" else text):
-        sys.exit(f"dmidecode printed type detail {text!r}, not a list of known names")
-    return [re.sub(r" \(.*\)| ", "", n) for n in names]
+def smbios_value(table, leaf, structure):
+    """dmidecode's value of an SMBIOS leaf, in the answer's text form."""
+    field, convert, *raw = table[leaf]
+    got = structure[field] if field in structure else raw[0](structure) if raw else None
+    return "Unknown" if got is None else convert(got)
 
 
 # --- what the answer must hold -------------------------------------------------------------
@@ -135,29 +82,19 @@ def expected_inventory(found):
         for j in range(count):
             path = f"{ROOT}/MemoryInfo[{i * count + j}]"
             device = devices[j] if j < len(devices) else None
-            values = {"MemoryLocation": array["Location"],
-                      "MemoryErrorCorrectionType": array["Error Correction Type"]}
-            details = []
-            if device is not None:
-                values |= {"MemoryArrayHandle": device["Array Handle"],
-                           "MemoryTotalWidth": number_text(device["Total Width"], BITS),
-                           "MemoryDataWidth": number_text(device["Data Width"], BITS),
-                           "MemorySize": size_text(device["Size"]),
-                           "MemorySlotName": string_text(device["Locator"]),
-                           "MemoryBankName": string_text(device["Bank Locator"]),
-                           "MemoryType": device["Type"],
-                           "MemorySpeed": speed_text(device)}
-                details = type_detail_leaves(device["Type Detail"])
-                if values["MemorySize"].isdigit():
-                    size_total += int(values["MemorySize"])
+            for leaf, source in SLOT_LEAVES.items():
+                if source in ARRAY:
+                    nodes[f"{path}/{leaf}"] = (0, [smbios_value(ARRAY, source, array)])
+                elif source in DEVICE:
+                    text = smbios_value(DEVICE, source, device) if device else ""
+                    nodes[f"{path}/{leaf}"] = (0, [text])
             for stale in [p for p in nodes if p.startswith(f"{path}/TypeDetail/")]:
                 del nodes[stale]  # a slot written again holds the later device's details only
-            for leaf in SLOT_LEAVES:
-                if leaf == "TypeDetail":
-                    nodes[f"{path}/TypeDetail"] = (1, [f"{path}/TypeDetail/{d}" for d in details])
-                    nodes |= {f"{path}/TypeDetail/{d}": (0, ["Yes"]) for d in details}
-                elif not leaf.startswith(("SlotSensor", "Sensor")):
-                    nodes[f"{path}/{leaf}"] = (0, [values.get(leaf, "")])
+            details = list(type_detail_table(device["Type Detail"])) if device else []
+            nodes[f"{path}/TypeDetail"] = (1, [f"{path}/TypeDetail/{d}" for d in details])
+            nodes |= {f"{path}/TypeDetail/{d}": (0, ["Yes"]) for d in details}
+            size = nodes[f"{path}/MemorySize"][1][0]
+            size_total += int(size) if size.isdigit() else 0
             nodes[path] = (1, [f"{path}/{leaf}" for leaf in SLOT_LEAVES])
             written.append(path)
     nodes[ROOT] = (1, [f"{ROOT}/MemoryInfo", f"{ROOT}/NumberOfElements",
@@ -209,22 +146,16 @@ def check_slot_sensors(answer, slots, sensors, board):
 
 # --- the BMC as ipmitool reads it ---------------------------------------------------------
 
-class Ipmitool:
+class Ipmitool(check_bmc.Ipmitool):
     def __init__(self):
-        tool = shutil.which("ipmitool") or sys.exit("ipmitool is not installed "
-                                                    "(scripts/install-deps test installs it)")
-        self.base = [tool, "-I", "lanplus", "-C", "3", "-N", "1", "-R", "2", "-H", "127.0.0.1",
-                     "-p", os.environ["ORDIX_SIM_BMC_PORT"], "-U", os.environ["ORDIX_SIM_BMC_USER"],
-                     "-P", os.environ["ORDIX_SIM_BMC_PASSWORD"]]
+        super().__init__(os.environ["ORDIX_SIM_BMC_PORT"], {
+            "user": os.environ["ORDIX_SIM_BMC_USER"],
+            "password": os.environ["ORDIX_SIM_BMC_PASSWORD"]})
 
     def sensor_reading(self, number):
         """The Get Sensor Reading reply bytes, or None for a non-zero completion code."""
-        r = run(*self.base, "raw", "0x04", "0x2d", f"0x{number:02x}")
-        if r.returncode == 0:
-            return [int(t, 16) for t in r.stdout.split()]
-        if not re.search(r"rsp=0x[0-9a-fA-F]{2}", r.stderr):
-            sys.exit(f"ipmitool could not read sensor {number:02x}: {r.stderr.strip()}")
-        return None
+        cc, data = self.raw(0x04, 0x2D, number)
+        return None if cc else data
 
     def event_log(self):
         """The 16-byte records in log order (ipmitool walks Get SEL Entry from the first)."""
@@ -324,8 +255,8 @@ def main():
     description = tomllib.loads((args.profile_dir / "bmc.toml").read_text())
     board = tomllib.loads(args.efi_cases.read_text())[description["efi_case"]]["board"]
 
-    nodes, slots = expected_inventory(read_image(args.dmidecode,
-                                                 Path(os.environ["ORDIX_SIM_DIR"]) / "smbios.bin"))
+    nodes, slots = expected_inventory(dmidecode(args.dmidecode,
+                                                Path(os.environ["ORDIX_SIM_DIR"]) / "smbios.bin"))
     if not slots:
         sys.exit("the image has no memory slot: agreement on nothing proves nothing")
     r = run(args.platformq, "--format", "json", ROOT)
