@@ -2,20 +2,34 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <utility>
 
 namespace Sys {
 
 namespace {
 
+// TerminateThread is safe only where the thread holds no lock of the system's: not while the
+// loader runs its attach and detach notifications (under the loader lock) before and after the
+// routine. So Create returns only once the routine has begun, and a thread whose routine has
+// returned is waited for, never terminated.
 struct StartBlock {
   Thread::Routine routine = nullptr;
   void* parameter = nullptr;
+  HANDLE started = nullptr;
+  std::atomic<bool> returned{false};
 };
 
+// How long Create waits for a new thread to reach its routine; it only fails to if the system
+// starves it, and then Create goes on rather than hang.
+constexpr DWORD kStartWaitMs = 10000;
+
 DWORD WINAPI Start(LPVOID block) {
-  const auto* start = static_cast<const StartBlock*>(block);
-  return start->routine(start->parameter);
+  auto* start = static_cast<StartBlock*>(block);
+  ::SetEvent(start->started);
+  const uint32_t code = start->routine(start->parameter);
+  start->returned = true;
+  return code;
 }
 
 // The default exit code of a thread ended by the destructor.
@@ -49,14 +63,21 @@ Thread& Thread::operator=(Thread&& other) noexcept {
 Thread Thread::Create(Routine routine, void* parameter) {
   Thread result;
   if (routine == nullptr) return result;
-  auto* handle = new Handle{nullptr, {routine, parameter}};
+  auto* handle = new Handle;
+  handle->start.routine = routine;
+  handle->start.parameter = parameter;
+  handle->start.started = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
   DWORD id = 0;
   // Default security and stack size, running at once.
-  handle->thread = ::CreateThread(nullptr, 0, &Start, &handle->start, 0, &id);
+  if (handle->start.started != nullptr) {
+    handle->thread = ::CreateThread(nullptr, 0, &Start, &handle->start, 0, &id);
+  }
   if (handle->thread == nullptr) {
+    if (handle->start.started != nullptr) ::CloseHandle(handle->start.started);
     delete handle;
     return result;
   }
+  ::WaitForSingleObject(handle->start.started, kStartWaitMs);
   result.handle_ = handle;
   result.id_ = id;
   return result;
@@ -81,11 +102,12 @@ void Thread::Terminate(uint32_t exitCode) {
   if (handle_ == nullptr) return;
   Handle* handle = std::exchange(handle_, nullptr);
   id_ = 0;
-  // A thread that already returned has nothing left to end; TerminateThread then fails
-  // harmlessly. Either way the handle is signalled once the thread is gone.
-  ::TerminateThread(handle->thread, exitCode);
+  // A thread whose routine has returned ends by itself (it may be in its detach notifications);
+  // the handle is signalled once the thread is gone.
+  if (!handle->start.returned) ::TerminateThread(handle->thread, exitCode);
   ::WaitForSingleObject(handle->thread, INFINITE);
   ::CloseHandle(handle->thread);
+  ::CloseHandle(handle->start.started);
   delete handle;
 }
 
