@@ -31,9 +31,9 @@ def check(condition, message):
     return condition
 
 
-def run(*args, **kwargs):
+def run(*args, timeout=TIMEOUT, **kwargs):
     return subprocess.run([str(a) for a in args], capture_output=True, text=True,
-                          errors="replace", timeout=TIMEOUT, **kwargs)
+                          errors="replace", timeout=timeout, **kwargs)
 
 
 def toml(profile_dir):

@@ -12,7 +12,6 @@ import argparse
 import json
 import os
 import re
-import subprocess
 import sys
 import tempfile
 import tomllib
@@ -22,9 +21,9 @@ HERE = Path(__file__).resolve().parent
 sys.path[:0] = [str(HERE.parent / "smbios"), str(HERE.parent / "bmc")]
 sys.dont_write_bytecode = True  # the sibling checks are imported from the source tree
 import check_bmc  # noqa: E402
+from check_bmc import FAILURES, check, run  # noqa: E402
 from check_smbios import ARRAY, DEVICE, dmidecode, type_detail_table  # noqa: E402
 
-TIMEOUT = 20  # seconds for any one child; a hang fails instead of stalling the run
 ROOT = "/Platform/MemoryTopology"
 # A slot's leaves in the answer's order, with the SMBIOS leaf each takes its value from (its
 # array's for the first two); None: not an SMBIOS value.
@@ -42,19 +41,6 @@ DIMM_SENSOR_BOARDS = {"R7100QTN", "Blank FRU"}
 NO_SENSOR = {"ff", "FF"}
 STATE_ERROR = "ERROR_GET_MEMORY_DIMM_STATE"
 COUNT_ERROR = "ERROR_GET_MEMORY_ECC_ERROR_COUNT"
-FAULTS = []
-
-
-def check(condition, message):
-    if not condition:
-        FAULTS.append(message)
-        print(f"FAIL: {message}", file=sys.stderr)
-    return condition
-
-
-def run(*args):
-    return subprocess.run([str(a) for a in args], capture_output=True, text=True,
-                          errors="replace", timeout=TIMEOUT)
 
 
 def smbios_value(table, leaf, structure):
@@ -266,8 +252,8 @@ def main():
     check_inventory(inventory, nodes)
     check_slot_sensors(inventory, slots, description.get("sensors", []), board)
     check_live(args, inventory, slots, Ipmitool())
-    if FAULTS:
-        sys.exit(f"{len(FAULTS)} check(s) failed")
+    if FAILURES:
+        sys.exit(f"{len(FAILURES)} check(s) failed")
     print("all checks passed")
 
 

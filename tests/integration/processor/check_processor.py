@@ -24,25 +24,11 @@ from pathlib import Path
 HERE = Path(__file__).resolve().parent
 sys.path[:0] = [str(HERE.parent / "smbios"), str(HERE.parent / "bmc")]
 sys.dont_write_bytecode = True  # the sibling checks are imported from the source tree
-from check_bmc import Ipmitool  # noqa: E402
+from check_bmc import FAILURES, Ipmitool, check, run  # noqa: E402
 from check_smbios import PROCESSOR, dmidecode  # noqa: E402
 
-TIMEOUT = 30  # seconds for any one child; a hang fails instead of stalling the run
 INFO = "/Platform/ProcessorInfo"
 SKIPPED = 77  # CTest's SKIP_RETURN_CODE for these tests
-FAILURES = []
-
-
-def check(condition, message):
-    if not condition:
-        FAILURES.append(message)
-        print(f"FAIL: {message}", file=sys.stderr)
-    return condition
-
-
-def run(*args):
-    return subprocess.run([str(a) for a in args], capture_output=True, text=True,
-                          errors="replace", timeout=TIMEOUT)
 
 
 # The family each profile's board identifier or BMC product ID stands for (the platform
