@@ -6,6 +6,8 @@
 #include <optional>
 
 #include "ErrorCodes.h"
+#include "ErrorMgr.h"
+#include "Logger.h"
 #include "ResultStatus.h"
 #include "smbios_answers.h"
 #include "smbios_error.h"
@@ -41,11 +43,31 @@ std::string NotFoundDetail(const SourcePaths& paths) {
   return image + " and there are no firmware tables in " + paths.firmwareLocation;
 }
 
+constexpr const char* kLogSource = "biosconfig";
+constexpr const char* kLogFunction = "Module::BIOSConfig::AnswerTreeFor";
+constexpr int kLogLevelError = 2;
+constexpr int kLogLineDamage = 60;
+
+// Once per source and process: the decoded table is kept, so this runs once.
+void LogDamage(const std::string& source, const std::string& damage) {
+  const uint16_t code = ErrorCode::kSmbiosTableDamaged;
+  std::string text;
+  Logger* logger = Logger::CreateInstance();
+  logger->CreateMessage(text,
+                        ErrorMgr::GetInstance()->Get(code) + " (" + source + ": " + damage + ")");
+  logger->Log(kLogLevelError, kLogSource, kLogFunction, kLogLineDamage, "%d: %s", code,
+              text.c_str());
+}
+
 ResultMap ReadAndDecode(const SourcePaths& paths, bool fromImage) {
   std::optional<SmbiosTables> tables =
       fromImage ? ReadImageTables(paths.image) : ReadFirmwareTables(paths.firmwareLocation);
   if (!tables) ThrowSmbios(ErrorCode::kSmbiosNotFound, NotFoundDetail(paths));
-  return DecodeTables(*tables);
+  DecodedTables decoded = DecodeTables(*tables);
+  if (!decoded.damage.empty()) {
+    LogDamage(fromImage ? "image " + paths.image : paths.firmwareLocation, decoded.damage);
+  }
+  return std::move(decoded.tree);
 }
 
 }  // namespace

@@ -19,6 +19,8 @@ constexpr size_t kNumberOfDevicesOffset = 0x0D;
 constexpr size_t kExtendedCapacityOffset = 0x0F;
 constexpr uint8_t kSystemMemoryUse = 3;
 constexpr uint32_t kCapacityInExtended = 0x80000000;
+// Where the layouts of successive versions end: a structure cut inside one lacks all of it.
+constexpr std::initializer_list<size_t> kArrayLayoutEnds = {0x0F, 0x17};
 
 constexpr uint8_t kDeviceType = 17;
 constexpr size_t kArrayHandleOffset = 0x04;
@@ -40,6 +42,7 @@ constexpr size_t kExtendedSpeedOffset = 0x54;
 constexpr size_t kExtendedConfiguredSpeedOffset = 0x58;
 // The two extended speeds came in together; a structure that stops between them has neither.
 constexpr size_t kExtendedSpeedsEnd = 0x5C;
+constexpr std::initializer_list<size_t> kDeviceLayoutEnds = {0x15, 0x17, 0x1B};
 
 constexpr uint16_t kWidthUnknown = 0xFFFF;
 constexpr uint16_t kSizeUnknown = 0xFFFF;
@@ -122,7 +125,7 @@ void AddDevice(const Structure& s, const std::string& array, const std::string& 
   leaf("PartNumber", StringText(s, kPartNumberOffset));
 }
 
-void AddArray(const std::vector<Structure>& structures, const Structure& array,
+void AddArray(const std::vector<Structure>& devices, const Structure& array,
               const std::string& path, TreeBuilder& tree) {
   tree.Element(kMemoryArraysPath, path);
   const auto leaf = [&](const char* name, std::string value) {
@@ -132,23 +135,34 @@ void AddArray(const std::vector<Structure>& structures, const Structure& array,
   leaf("Use", CodeName(array, kUseOffset, MemoryArrayUseName));
   leaf("MemoryErrorCorrection", CodeName(array, kErrorCorrectionOffset, MemoryErrorCorrectionName));
   leaf("MaximumCapacity", CapacityText(array));
-  const std::optional<uint16_t> devices = Field<uint16_t>(array, kNumberOfDevicesOffset);
-  leaf("NumMemoryDevices", devices ? Decimal(*devices) : kUnknown);
+  const std::optional<uint16_t> count = Field<uint16_t>(array, kNumberOfDevicesOffset);
+  leaf("NumMemoryDevices", count ? Decimal(*count) : kUnknown);
   size_t d = 0;
-  for (const Structure& s : structures) {
-    if (s.type != kDeviceType || Field<uint16_t>(s, kArrayHandleOffset) != array.handle) continue;
+  for (const Structure& s : devices) {
+    if (Field<uint16_t>(s, kArrayHandleOffset) != array.handle) continue;
     AddDevice(s, path, path + "/MemoryDevice[" + std::to_string(++d) + "]", tree);
   }
+}
+
+// The structures of type, each cut to the whole groups of fields it holds.
+std::vector<Structure> OfType(const std::vector<Structure>& structures, uint8_t type,
+                              std::initializer_list<size_t> layoutEnds) {
+  std::vector<Structure> found;
+  for (const Structure& s : structures) {
+    if (s.type == type) found.push_back(WholeGroups(s, layoutEnds));
+  }
+  return found;
 }
 
 }  // namespace
 
 void AddMemoryArrays(const std::vector<Structure>& structures, TreeBuilder& tree) {
+  const std::vector<Structure> devices = OfType(structures, kDeviceType, kDeviceLayoutEnds);
   size_t a = 0;
-  for (const Structure& s : structures) {
-    if (s.type != kArrayType || Field<uint8_t>(s, kUseOffset) != kSystemMemoryUse) continue;
+  for (const Structure& s : OfType(structures, kArrayType, kArrayLayoutEnds)) {
+    if (Field<uint8_t>(s, kUseOffset) != kSystemMemoryUse) continue;
     const std::string path = std::string(kMemoryArraysPath) + "[" + std::to_string(++a) + "]";
-    AddArray(structures, s, path, tree);
+    AddArray(devices, s, path, tree);
   }
   tree.Leaf(kMemoryArraysPath, std::string(kMemoryArraysPath) + "/TotalNoOfArray", Decimal(a));
 }

@@ -40,8 +40,8 @@ constexpr ErrorText kErrorTexts[] = {
     {2020, "No SMBIOS tables were found: neither the configured image nor the firmware's tables exist."},
     {2021, "The SMBIOS tables could not be read."},
     {2022, "The SMBIOS entry point is malformed (anchor, length, version or checksum)."},
-    {2023, "The SMBIOS structure table is malformed (a structure is truncated, runs past the table, or the end-of-table structure is missing)."},
-    {2024, "An SMBIOS structure refers to a string that its string set does not hold."},
+    {2023, "The SMBIOS structure table is malformed: not one structure can be read from it."},
+    {2025, "The SMBIOS structure table is damaged: the structures before the damage are answered and the rest is left out."},
     {2040,
      "The management controller cannot be reached: the management-bus driver library could not "
      "send a request or got no valid answer."},

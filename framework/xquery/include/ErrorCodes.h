@@ -18,7 +18,7 @@ constexpr uint16_t kSmbiosNotFound = 2020;
 constexpr uint16_t kSmbiosUnreadable = 2021;
 constexpr uint16_t kSmbiosEntryPointMalformed = 2022;
 constexpr uint16_t kSmbiosTableMalformed = 2023;
-constexpr uint16_t kSmbiosBadStringIndex = 2024;
+constexpr uint16_t kSmbiosTableDamaged = 2025;
 
 // 2040-2059: the BMC and the management-bus driver.
 constexpr uint16_t kBmcUnreachable = 2040;
