@@ -27,8 +27,8 @@ constexpr ErrorText kErrorTexts[] = {
     {1035, "No populated processor socket was found."},
     {1036, "The state of a memory module could not be read."},
     {1037, "The memory error counts could not be read from the system event log."},
-    {1038, "The number of memory arrays is missing or negative."},
-    {1039, "The number of memory devices of a memory array is missing."},
+    {1038, "The number of memory arrays is missing, negative, or more than any machine has."},
+    {1039, "The number of memory devices of a memory array is missing, or more than the SMBIOS table accounts for."},
     {1047, "This form of ProcessXQuery is not supported by the module."},
     // The framework's own libraries.
     {2010, "The operating system's memory figures could not be read."},

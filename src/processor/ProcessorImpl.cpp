@@ -253,14 +253,13 @@ void Processor::GetUsage(uint32_t index, NodeTree& tree) {
 
 void Processor::ProcessUsageQuery(const std::string& query, NodeTree& tree) {
   FillProcessorInfoMap(tree);
-  const size_t bracket = query.rfind('[');
-  // Without "[" the whole text is read, which gives 0 for a path that starts with "/".
-  const uint32_t n = static_cast<uint32_t>(
-      std::atoi(bracket == std::string::npos ? query.c_str() : query.c_str() + bracket + 1));
+  // An index that is not plainly a number (one past 32 bits among them) names no processor.
+  const std::optional<uint32_t> n = LastIndex(query);
   auto node = std::make_unique<_XNode>();
   node->kind = XNODE_VALUE;
   double usage = 0;
-  node->list.push_back(GetLogicalProcessorUsage(n, &usage) != kOk ? kUsageError : Usage(usage));
+  const bool sampled = n && GetLogicalProcessorUsage(*n, &usage) == kOk;
+  node->list.push_back(sampled ? Usage(usage) : kUsageError);
   tree.clear();
   tree[query] = std::move(node);
   StopProcessorWorkers();

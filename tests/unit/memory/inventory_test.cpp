@@ -147,6 +147,27 @@ TEST(MemoryInventory, AnswersThatStopTheBuildAreReportedAndKeepWhatWasWritten) {
     EXPECT_EQ(Value(Topology(), Slot(1, "MemorySlotName")), "A1");
   }
 
+  // Counts past what the table accounts for stop the build before a slot is invented: the
+  // totals carry the error key.
+  ExpectStopped("array count past any machine", "4097", {}, 1038, 114,
+                {"ERROR_GET_MEMORY_ARRAY_NO"});
+  for (const long long claimed : {65535LL, 65LL}) {
+    FakeSmbios smbios("2", {{Devices("A", 2)}, {Devices("B", 2), true, claimed}});
+    TestSupport::LogCapture log;
+    const ResultMap r = Topology();
+    EXPECT_EQ(Value(r, "/Platform/MemoryTopology/NumberOfElements"), "ERROR_GET_MEMORY_DEVICE_NO");
+    EXPECT_EQ(Value(r, "/Platform/MemoryTopology/TotalMemorySize"), "ERROR_GET_MEMORY_DEVICE_NO");
+    EXPECT_EQ(r.count(std::string(kSlots) + "[2]"), 0u) << claimed;
+    EXPECT_EQ(Value(r, Slot(1, "MemorySlotName")), "A1");
+    ASSERT_EQ(log.Records().size(), 1u);
+    EXPECT_EQ(log.Records()[0].line, 125);
+  }
+  {
+    // A board may count empty slots its table does not list, up to a few dozen.
+    FakeSmbios smbios("1", {{Devices("A", 2), true, 64}});
+    EXPECT_EQ(Value(Topology(), "/Platform/MemoryTopology/NumberOfElements"), "64");
+  }
+
   FakeSmbios none("0", {});
   TestSupport::LogCapture log;
   const ResultMap r = Topology();

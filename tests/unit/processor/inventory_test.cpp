@@ -154,9 +154,12 @@ TEST(ProcessorUsage, IsSampledForTheCounterInstanceTheQueryNames) {
   EXPECT_EQ(Value(r, first).find('.'), Value(r, first).size() - 7);  // "%f": six decimals
   EXPECT_EQ(mgr.Tree().size(), 1u);
 
-  const std::string beyond =
-      std::string(kInfo) + "/LogicalProcessor[" + std::to_string(WorkerCount()) + "]";
-  EXPECT_EQ(Value(Ask(mgr, beyond), beyond), "ERROR_GET_LOGICAL_PROCESSOR_USAGE");
+  // Past the workers, or an index that only cut to 32 bits would name one, is no processor.
+  for (const std::string& index :
+       {std::to_string(WorkerCount()), std::string("4294967296"), std::string("4294967297")}) {
+    const std::string beyond = std::string(kInfo) + "/LogicalProcessor[" + index + "]";
+    EXPECT_EQ(Value(Ask(mgr, beyond), beyond), "ERROR_GET_LOGICAL_PROCESSOR_USAGE");
+  }
 
   // A counter that does not move over the window gives no value.
   RecordedMachine still({AllCpus()}, "cpu  1 2 3 4 5 6 7 8 0 0\ncpu0 1 2 3 4 5 6 7 8 0 0\n");
