@@ -9,6 +9,7 @@
 #include "ErrorMgr.h"
 #include "Logger.h"
 #include "ResultStatus.h"
+#include "Settings.h"
 #include "smbios_answers.h"
 #include "smbios_error.h"
 #include "smbios_source.h"
@@ -40,7 +41,10 @@ bool ImageExists(const std::string& image) {
 std::string NotFoundDetail(const SourcePaths& paths) {
   const std::string image = paths.image.empty() ? "no image is configured ([SMBIOS] Image)"
                                                 : "the image " + paths.image + " does not exist";
-  return image + " and there are no firmware tables in " + paths.firmwareLocation;
+  // A configured image may be what the settings file that cannot be read names.
+  const std::string settings = Ordix::Settings::Problem();
+  return image + " and there are no firmware tables in " + paths.firmwareLocation +
+         (settings.empty() ? "" : "; " + settings);
 }
 
 constexpr const char* kLogSource = "biosconfig";

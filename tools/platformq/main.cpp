@@ -15,6 +15,7 @@
 #include "Options.h"
 #include "ResultStatus.h"
 #include "Rounds.h"
+#include "Settings.h"
 #include "StatusReport.h"
 #include "sys/Process.h"
 
@@ -39,6 +40,10 @@ int Run(const Platformq::Options& options) {
   if (!options.configDir.empty() &&
       !Sys::SetEnvironmentVariable(kConfigDirVariable, options.configDir)) {
     throw std::runtime_error(std::string("cannot set ") + kConfigDirVariable);
+  }
+  // Said at once: every setting would otherwise silently have its default.
+  if (const std::string problem = Ordix::Settings::Problem(); !problem.empty()) {
+    std::cerr << "platformq: warning: " << problem << '\n';
   }
   Platformq::ModuleBinding module = Platformq::ModuleBinding::Load(ModulePath(options));
 

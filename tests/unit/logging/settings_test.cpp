@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 
 #include "Settings.h"
 #include "TempDir.h"
@@ -29,6 +32,49 @@ TEST(Settings, ReadsTheConfiguredFileAndFallsBackPerKey) {
   EXPECT_EQ(GetInt("MSRObjectTimeouts", "PollInterval", 10), 30);
   dir.Write(kFileName, "[MSRObjectTimeouts]\nPollInterval=2\n");
   EXPECT_EQ(GetInt("MSRObjectTimeouts", "PollInterval", 10), 2);
+}
+
+// Integers are decimal on every OS, as the Windows profile API reads them.
+TEST(Settings, IntegersAreDecimalAndAnythingElseFallsBack) {
+  TestSupport::TempDir dir;
+  ScopedEnv env("ORDIX_CONFIG_DIR", dir.Path());
+  dir.Write(kFileName,
+            "[S]\nOctal = 010\nThirty = 030\nHex = 0x10\nNegative = -3\nUnit = 25 ms\n"
+            "Word = ten\nHuge = 99999999999999999999\nEmpty =\n");
+  const std::pair<const char*, long> cases[] = {{"Octal", 10},    {"Thirty", 30}, {"Hex", 0},
+                                                {"Negative", -3}, {"Unit", 25},   {"Word", 7},
+                                                {"Huge", 7},      {"Empty", 7},   {"Absent", 7}};
+  for (const auto& [key, value] : cases) EXPECT_EQ(GetInt("S", key, 7), value) << key;
+}
+
+// Whatever stands where the settings file should be, reading it neither blocks nor grows
+// without end: what is not a regular file of a settings file's size gives every default, and
+// Problem() says why. A file that is simply not there is no problem.
+TEST(Settings, WhatIsNoReadableSettingsFileGivesDefaultsAndSaysWhy) {
+  TestSupport::TempDir dir;
+  ScopedEnv env("ORDIX_CONFIG_DIR", dir.Path());
+  const std::string file = dir.Path() + "/" + kFileName;
+  EXPECT_EQ(Problem(), "");
+  const auto expectRefused = [&](const char* what, const std::string& why) {
+    EXPECT_EQ(GetString("BMC", "Interface", "inband"), "inband") << what;
+    EXPECT_NE(Problem().find("the settings file " + file + " cannot be read (" + why),
+              std::string::npos)
+        << what << ": " << Problem();
+  };
+  ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);  // no writer: a blocking open would wait forever
+  expectRefused("a FIFO", "not a regular file");
+  std::filesystem::remove(file);
+  std::filesystem::create_symlink("/dev/zero", file);  // would read zeros forever
+  expectRefused("a link to /dev/zero", "not a regular file");
+  std::filesystem::remove(file);
+  std::filesystem::create_directory(file);
+  expectRefused("a directory", "not a regular file");
+  std::filesystem::remove(file);
+  std::ofstream(file) << "[BMC]\nInterface = lan\n" << std::string(2 << 20, '#') << "\n";
+  expectRefused("a 2 MiB file", "larger than 1048576 bytes");
+  dir.Write(kFileName, "[BMC]\nInterface = lan\n");
+  EXPECT_EQ(GetString("BMC", "Interface", "inband"), "lan");
+  EXPECT_EQ(Problem(), "");
 }
 
 TEST(Settings, DefaultsWithoutFileOrDirectory) {

@@ -29,9 +29,9 @@ TEST(ParseCommandLineTest, UsageErrorsExit64WithOneLinePointingAtHelp) {
     for (const std::string& arg : args) argv.push_back(arg.c_str());
     return ParseCommandLine(int(argv.size()), argv.data(), out, err);
   };
-  for (const char* line :
-       {"", "--format xml /Q", "--bogus /Q", "--repeat 0 /Q", "--repeat -2 /Q", "--repeat two /Q",
-        "--repeat 99999999999999999999 /Q", "--interval -5 /Q", "/Q --module"}) {
+  for (const char* line : {"", "--format xml /Q", "--bogus /Q", "--repeat 0 /Q", "--repeat -2 /Q",
+                           "--repeat two /Q", "--repeat 99999999999999999999 /Q",
+                           "--interval -5 /Q", "/Q --module", "--config-dir /nonexistent/dir /Q"}) {
     std::ostringstream out, err;
     const CommandLine parsed = parse(line, out, err);
     EXPECT_FALSE(parsed.options) << line;
