@@ -7,7 +7,6 @@ namespace Exporter {
 
 namespace {
 
-constexpr const char* kErrorKeyPrefix = "ERROR_GET_";
 constexpr size_t kMaxHexDigits = 8;
 constexpr size_t kMaxDecimalDigits = 18;  // fits a long long with room to spare
 
@@ -41,10 +40,6 @@ std::vector<std::string> ChildPaths(const ResultMap& result, const std::string& 
     }
   }
   return children;
-}
-
-bool IsErrorKey(const std::string& value) {
-  return value.rfind(kErrorKeyPrefix, 0) == 0;
 }
 
 std::optional<long long> WholeNumber(const std::string& text) {

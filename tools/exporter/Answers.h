@@ -18,9 +18,6 @@ std::optional<std::string> LeafValue(const ResultMap& result, const std::string&
 // path are given.
 std::vector<std::string> ChildPaths(const ResultMap& result, const std::string& path);
 
-// Whether a value is an error key the module publishes in place of a failed reading.
-bool IsErrorKey(const std::string& value);
-
 // A whole decimal number ("32768", "-1"); nothing for error keys, "Unknown", blanks or junk.
 std::optional<long long> WholeNumber(const std::string& text);
 
