@@ -25,7 +25,8 @@ Collector::~Collector() {
 std::string Collector::Start() {
   std::promise<std::string> loaded;
   std::future<std::string> outcome = loaded.get_future();
-  thread_ = std::thread([this, &loaded] { Run(loaded); });
+  // The thread owns the promise: it may still be inside set_value when get returns here.
+  thread_ = std::thread([this, promise = std::move(loaded)]() mutable { Run(promise); });
   std::string error = outcome.get();
   if (!error.empty()) thread_.join();
   return error;

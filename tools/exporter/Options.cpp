@@ -15,6 +15,8 @@ constexpr const char* kDefaultListen = "127.0.0.1:9739";
 constexpr const char* kDefaultInterval = "15s";
 // Collections closer than this would only keep the management controller busy.
 constexpr std::chrono::milliseconds kShortestInterval{100};
+// Far beyond any use, and far from overflowing the clock a deadline is reckoned on.
+constexpr std::chrono::hours kLongestInterval{24};
 
 constexpr unsigned kMaxPort = 65535;
 constexpr unsigned kMaxOctet = 255;
@@ -142,8 +144,8 @@ CommandLine ParseCommandLine(int argc, const char* const* argv, std::ostream& ou
     return UsageError("--listen: '" + listen + "' is not an IPv4 address and port", err);
   }
   const auto every = ParseDuration(interval);
-  if (!every || *every < kShortestInterval) {
-    return UsageError("--interval: '" + interval + "' is not a duration of at least 100ms", err);
+  if (!every || *every < kShortestInterval || *every > kLongestInterval) {
+    return UsageError("--interval: '" + interval + "' is not a duration from 100ms to 24h", err);
   }
   options.listen = *address;
   options.interval = *every;

@@ -21,7 +21,8 @@ struct RoundResult {
 constexpr size_t kMaxSlotsRead = 512;
 
 // Asks, in this order: the BMC whether it can be reached (an event log read through the BMC
-// module: a reply of any kind says it can, an unreachable controller or driver says it cannot);
+// module: a reply of any kind says it can, an unreachable controller or driver, or an error that
+// is no ResultStatus, says it cannot);
 // the whole "/Platform" inventory (processor and memory); each slot's state and the memory error
 // counts, only while the BMC can be reached (each would wait for it in vain); the BIOS version;
 // and the module's identification. onBmcDown runs as soon as the BMC is found unreachable, so that

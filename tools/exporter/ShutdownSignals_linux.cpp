@@ -1,3 +1,4 @@
+#include <pthread.h>
 #include <signal.h>
 
 #include "ShutdownSignals.h"
@@ -19,6 +20,7 @@ sigset_t StopSignals() {
 ShutdownSignals::ShutdownSignals() {
   const sigset_t set = StopSignals();
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  signal(SIGPIPE, SIG_IGN);
 }
 
 int ShutdownSignals::Wait() {

@@ -62,6 +62,7 @@ TEST(CommandLineTest, DefaultsOptionsAndUsageErrors) {
   for (const std::vector<const char*>& bad :
        std::vector<std::vector<const char*>>{{"--listen", "localhost:1"},
                                              {"--interval", "99ms"},
+                                             {"--interval", "25h"},
                                              {"--interval", "15"},
                                              {"--frobnicate"},
                                              {"extra"}}) {
