@@ -285,6 +285,9 @@ def check_usage_and_failures(prometheus, answer, usage):
                             f"hold the errors of {sorted(codes)}")
     took = prometheus.query("platform_collection_duration_seconds")
     check(len(took) == 1 and 0 < next(iter(took.values())) < 10, f"collection took {took}")
+    ended = prometheus.query("platform_last_collection_timestamp_seconds")
+    check(len(ended) == 1 and abs(next(iter(ended.values())) - time.time()) < 60,
+          f"the last collection ended at {ended}, now is {time.time()}")
 
 
 def bmc_value(prometheus):
