@@ -80,8 +80,9 @@ void Collector::Run(std::promise<std::string>& loaded) {
   while (!Stopping()) {
     const auto deadline = std::chrono::steady_clock::now() + interval_;
     try {
-      RoundResult round =
-          CollectRound(access, failures_, [&] { Publish(BmcDownSamples(last), usage); });
+      const RoundHooks hooks{[&] { Publish(BmcDownSamples(last), usage); },
+                             [this] { return Stopping(); }};
+      RoundResult round = CollectRound(access, failures_, hooks);
       last = std::move(round.samples);
       usage.Resize(round.logicalProcessors);
       Publish(last, usage);

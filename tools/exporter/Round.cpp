@@ -30,12 +30,12 @@ void AddAll(Samples& to, const Samples& from) {
   to.insert(to.end(), from.begin(), from.end());
 }
 
-void AddMemory(const ModuleAccess& access, FailureCounter& failures, const ResultMap& inventory,
-               bool bmcUp, Samples& samples) {
+void AddMemory(const ModuleAccess& access, FailureCounter& failures, const RoundHooks& hooks,
+               const ResultMap& inventory, bool bmcUp, Samples& samples) {
   const std::vector<Slot> slots = SlotsOf(inventory);
   AddAll(samples, MemorySizeSamples(inventory, slots));
   for (size_t i = 0; i < slots.size(); ++i) {
-    const bool read = bmcUp && i < kMaxSlotsRead;
+    const bool read = bmcUp && i < kMaxSlotsRead && !(hooks.stopping && hooks.stopping());
     AddAll(samples,
            DimmStateSamples(slots[i], read ? Ask(access, failures, DimmStateQuery(slots[i])).answer
                                            : ResultMap()));
@@ -67,16 +67,16 @@ double SecondsSinceEpoch() {
 }  // namespace
 
 RoundResult CollectRound(const ModuleAccess& access, FailureCounter& failures,
-                         const std::function<void()>& onBmcDown) {
+                         const RoundHooks& hooks) {
   const auto start = std::chrono::steady_clock::now();
   RoundResult result;
   const bool bmcUp = BmcReachable(Ask(access, failures, kBmcProbeQuery));
-  if (!bmcUp && onBmcDown) onBmcDown();
+  if (!bmcUp && hooks.onBmcDown) hooks.onBmcDown();
 
   const Asked inventory = Ask(access, failures, kInventoryQuery);
   AddAll(result.samples, ProcessorSamples(inventory.answer));
   result.logicalProcessors = LogicalProcessorCount(inventory.answer);
-  AddMemory(access, failures, inventory.answer, bmcUp, result.samples);
+  AddMemory(access, failures, hooks, inventory.answer, bmcUp, result.samples);
   AddIdentity(access, failures, result.samples);
   result.samples.push_back({Metric::kUp, kBmcSource, bmcUp ? 1.0 : 0.0});
   // Readings that reached the module after the probe found the BMC gone are not trusted either.

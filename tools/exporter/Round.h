@@ -25,11 +25,18 @@ constexpr size_t kMaxSlotsRead = 512;
 // is no ResultStatus, says it cannot);
 // the whole "/Platform" inventory (processor and memory); each slot's state and the memory error
 // counts, only while the BMC can be reached (each would wait for it in vain); the BIOS version;
-// and the module's identification. onBmcDown runs as soon as the BMC is found unreachable, so that
-// its readings can be withdrawn before the rest of the round. A round whose BMC cannot be reached
-// publishes no BMC reading and every "readable" flag at 0.
+// and the module's identification. A round whose BMC cannot be reached publishes no BMC reading
+// and every "readable" flag at 0.
+struct RoundHooks {
+  // Runs as soon as the BMC is found unreachable, so that its readings can be withdrawn before
+  // the rest of the round.
+  std::function<void()> onBmcDown;
+  // Asked before each slot's state: once it says so, the remaining slots are left unread, so
+  // that a stop waits for one call into the module, not for a round.
+  std::function<bool()> stopping;
+};
 RoundResult CollectRound(const ModuleAccess& access, FailureCounter& failures,
-                         const std::function<void()>& onBmcDown);
+                         const RoundHooks& hooks);
 
 // What is published the moment the BMC is found unreachable: the last round's samples without
 // its readings, and platform_up{source="bmc"} 0.

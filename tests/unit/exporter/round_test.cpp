@@ -67,7 +67,9 @@ struct QuietLog {
 
 struct RoundTest : ::testing::Test {
   RoundResult Collect(ScriptedHost& host) {
-    return CollectRound(host.Access(), failures, [&] { downAfter = host.asked; });
+    return CollectRound(
+        host.Access(), failures,
+        {[&] { downAfter = host.asked; }, [&] { return host.asked.size() > stopAfter; }});
   }
   // The samples of one metric, rendered.
   static Lines Of(const RoundResult& round, const std::string& name) {
@@ -83,6 +85,7 @@ struct RoundTest : ::testing::Test {
   FailureCounter failures{registry};
   LogTap tap{failures};
   std::optional<std::vector<std::string>> downAfter;
+  size_t stopAfter = 1000000;  // the round is told to stop once more queries were asked
 };
 
 TEST_F(RoundTest, AReachableBmcIsAskedForEverySlotAndTheErrorCounts) {
@@ -145,13 +148,21 @@ TEST_F(RoundTest, EachFailureIsCountedOnceWhetherLoggedRaisedOrBoth) {
   EXPECT_FALSE(round.logicalProcessors);
 }
 
-TEST_F(RoundTest, SlotStatesAreAskedUpToTheBound) {
+long StateQueries(const ScriptedHost& host) {
+  return std::count_if(host.asked.begin(), host.asked.end(),
+                       [](const std::string& q) { return q.find("/MemoryState") != q.npos; });
+}
+
+TEST_F(RoundTest, SlotStatesAreAskedUpToTheBoundAndNotOnceStopping) {
   ScriptedHost host(kMaxSlotsRead + 1);
   const RoundResult round = Collect(host);
-  EXPECT_EQ(std::count_if(host.asked.begin(), host.asked.end(),
-                          [](const std::string& q) { return q.find("/MemoryState") != q.npos; }),
-            static_cast<long>(kMaxSlotsRead));
+  EXPECT_EQ(StateQueries(host), static_cast<long>(kMaxSlotsRead));
   EXPECT_EQ(Of(round, "platform_dimm_state_readable").size(), kMaxSlotsRead + 1);
+
+  ScriptedHost stopped(4);
+  stopAfter = 2;  // told to stop once the probe, the inventory and one slot were asked
+  Collect(stopped);
+  EXPECT_EQ(StateQueries(stopped), 1);
 }
 
 TEST_F(RoundTest, TheLastRoundWithdrawnWhenTheBmcGoes) {
