@@ -7,7 +7,6 @@
 
 #include "Metrics.h"
 #include "Render.h"
-#include "SnapshotStore.h"
 #include "UsageSweep.h"
 
 namespace Exporter {
@@ -84,16 +83,6 @@ TEST(UsageSweepTest, RoundRobinFailuresAndShrinkingTakeValuesAwayTheSweepIsTimed
   sweep.Resize(1u << 30);
   sweep.Record(UsageSweep::kMaxProcessors, 1.0, t0);
   EXPECT_EQ(sweep.Published().size(), 1u) << "no processor past the bound";
-}
-
-TEST(SnapshotStoreTest, ScrapesSeeTheLatestPublication) {
-  SnapshotStore store;
-  EXPECT_TRUE(store.Collect().empty());
-  store.Publish(ToFamilies({{Metric::kUp, {{"source", "bmc"}}, 1}}));
-  store.Publish(ToFamilies({{Metric::kUp, {{"source", "bmc"}}, 0}}));
-  const auto families = store.Collect();
-  ASSERT_EQ(families.size(), 1u);
-  EXPECT_EQ(families[0].metric.at(0).gauge.value, 0);
 }
 
 }  // namespace
