@@ -10,6 +10,7 @@
 
 #include "ErrorMgr.h"
 #include "LogCapture.h"
+#include "PlatformConfigModule.h"
 #include "SimulatedServer.h"
 #include "platform/PlatformImpl.h"
 
@@ -65,11 +66,24 @@ std::vector<Case> Cases() {
 
 class Identify : public ::testing::TestWithParam<Case> {};
 
+// What hosts read of identification: nothing before it has run (reading does not run it), then
+// the family and board, cut to the buffer.
+std::tuple<int, std::string, std::string> Identity(size_t boardRoom = 64) {
+  char family[32] = "junk";
+  std::string board(boardRoom, 'x');
+  const int status = GetPlatformConfigIdentity(family, sizeof family, board.data(), boardRoom);
+  return {status, family, board.c_str()};
+}
+
 // A failure is thrown by the first call only; later calls give the same, unidentified instance.
 TEST_P(Identify, BoardAndFamilyFromTheFirmwareOrTheController) {
   const Case& c = GetParam();
   PlatformTest::SimulatedServer server(c.efiCase, c.script);
   TestSupport::LogCapture log;
+  EXPECT_EQ(Identity(), std::make_tuple(1, "", ""));
+  EXPECT_EQ(Identity(), std::make_tuple(1, "", "")) << "reading identified nothing";
+  char room[4];
+  EXPECT_EQ(GetPlatformConfigIdentity(nullptr, 0, room, sizeof room), -1);
   if (c.error != 0) {
     const auto status = PlatformTest::Thrown([] { PlatformImpl::GetInstance(); });
     ASSERT_TRUE(status && log.Records().size() == 1U);
@@ -93,6 +107,8 @@ TEST_P(Identify, BoardAndFamilyFromTheFirmwareOrTheController) {
   if (!c.board.empty()) {
     EXPECT_EQ(platform->GetBoardID(), c.board);
   }
+  EXPECT_EQ(Identity(), std::make_tuple(0, c.family, platform->boardId));
+  EXPECT_EQ(std::get<2>(Identity(4)), platform->boardId.substr(0, 3));
   EXPECT_EQ(log.Records().size(), c.error != 0 ? 1U : 0U);
   // The DIMM sensors key on the board, which the table does not know, whatever the family.
   if (c.efiCase == "unknown-board") {

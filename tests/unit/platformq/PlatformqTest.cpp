@@ -121,7 +121,7 @@ struct RoundsTest : ::testing::Test {
         result[query] = Leaf({"yes"});
     });
   }
-  QueryRouter router;
+  ModuleHost::QueryRouter router;
   std::ostringstream out, err;
   std::vector<size_t> sizesSeen;
   std::vector<unsigned> sleeps;
