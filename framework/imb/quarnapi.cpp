@@ -2,6 +2,7 @@
 // and opened again after a failure that ended it.
 
 #include <array>
+#include <chrono>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -13,17 +14,23 @@
 #include "imb.h"
 #include "imb_calls.h"
 #include "imb_request.h"
+#include "session_failure.h"
+#include "session_opener.h"
+#include "session_timing.h"
 
 namespace {
 
 using namespace Ordix::Imb;
+using Clock = std::chrono::steady_clock;
 
 constexpr const char* kLogSource = "quarnapi";
 constexpr int kLogLevelError = 2;
+constexpr int kLogLevelInfo = 3;
 constexpr int kLogLineSettings = 40;
 constexpr int kLogLineOpen = 41;
 constexpr int kLogLineSend = 42;
 constexpr int kLogLineBadResponse = 43;
+constexpr int kLogLineWorkaround = 44;
 
 // Room for the command byte, the completion code and far more data than any controller sends,
 // so an over-long answer is recognised rather than cut short by FreeIPMI.
@@ -37,10 +44,17 @@ struct Selection {
   std::optional<std::string> password;
 };
 
+// The workaround flags that opened a session, and the BMC and login they opened it for.
+struct Learned {
+  std::string target;
+  unsigned flags = 0;
+};
+
 struct Channel {
   std::mutex mutex;
   Selection selection;
   std::optional<FreeIpmiSession> session;
+  std::optional<Learned> learned;
 };
 
 Channel& TheChannel() {
@@ -64,55 +78,121 @@ SettingsResult ReadSettings(const Selection& selection) {
   });
 }
 
-int Send(const ImbRequest* request, uint8_t* responseData, int* responseLength,
+std::string Target(const BmcSettings& s) {
+  return std::to_string(static_cast<int>(s.interface)) + " " + s.host + " " + s.user + " " +
+         std::to_string(unsigned{s.privilegeLevel}) + " " + std::to_string(unsigned{s.cipherSuite});
+}
+
+// One call's time: it may wait until the deadline, a LAN session at most `timeouts` per reply.
+struct CallTime {
+  Clock::time_point deadline;
+  SessionTimeouts timeouts;
+  unsigned LeftMs() const {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+    return left.count() > 0 ? static_cast<unsigned>(left.count()) : 0;
+  }
+  // Another wait of a full session silence still ends by the deadline.
+  bool RoomForAnotherWait() const { return LeftMs() >= timeouts.silenceMs; }
+};
+
+CallTime TimeFor(const BmcSettings& s, int timeoutMs) {
+  const unsigned bound =
+      timeoutMs > 0 ? std::min(s.timeoutMs, static_cast<unsigned>(timeoutMs)) : s.timeoutMs;
+  return {Clock::now() + std::chrono::milliseconds(bound), TimeoutsFor(s.timeoutMs, bound)};
+}
+
+// Opens the channel's session, trying workarounds when the settings leave them open. False,
+// with the reason in LastError(), when none opened.
+bool OpenSession(Channel& channel, const BmcSettings& settings, const CallTime& time) {
+  const std::string target = Target(settings);
+  std::optional<unsigned> learned;
+  if (channel.learned && channel.learned->target == target) learned = channel.learned->flags;
+  std::optional<FreeIpmiSession> opened;
+  const OpenOutcome outcome = OpenWithWorkarounds(
+      settings, learned, [&time] { return time.RoomForAnotherWait(); },
+      [&](unsigned flags) {
+        OpenAttempt attempt;
+        opened = FreeIpmiSession::Open(settings, flags, time.timeouts, attempt);
+        attempt.opened = opened.has_value();
+        return attempt;
+      });
+  if (!outcome.flags) {
+    LastError() = DescribeOpenFailure(settings, time.timeouts.silenceMs, outcome.trials);
+    return false;
+  }
+  channel.session = std::move(opened);
+  if (!settings.workaroundsForced && *outcome.flags != 0 && learned != outcome.flags) {
+    const std::string names = WorkaroundNames(settings.interface, *outcome.flags);
+    Logger::CreateInstance()->Log(
+        kLogLevelInfo, kLogSource, "SendTimedImbpRequest", kLogLineWorkaround,
+        "session to %s opened with FreeIPMI's workaround %s, kept for this process "
+        "([BMC] Workarounds = %s makes it the only one tried)",
+        settings.host.c_str(), names.c_str(), names.c_str());
+  }
+  channel.learned = Learned{target, *outcome.flags};
+  return true;
+}
+
+int Send(const ImbRequest* request, int timeoutMs, uint8_t* responseData, int* responseLength,
          uint8_t* completionCode) {
   constexpr const char* kFunction = "SendTimedImbpRequest";
+  LastError().clear();
   if (responseLength != nullptr) *responseLength = 0;
   if (request == nullptr || responseData == nullptr || responseLength == nullptr ||
       completionCode == nullptr) {
+    LastError() = "invalid argument: a null pointer";
     return IMB_STATUS_INVALID_ARGUMENT;
   }
   RawRequest raw;
   if (const int status = BuildRawRequest(*request, raw); status != IMB_STATUS_SUCCESS) {
+    LastError() = "invalid argument: a malformed request";
     return status;
   }
 
   Channel& channel = TheChannel();
   std::lock_guard<std::mutex> lock(channel.mutex);
+  const SettingsResult settingsRead = ReadSettings(channel.selection);
+  if (!settingsRead.settings) {
+    LastError() = settingsRead.error;
+    LogError(kLogLineSettings, kFunction, settingsRead.error);
+    return IMB_STATUS_NOT_CONFIGURED;
+  }
+  const BmcSettings& settings = *settingsRead.settings;
+  const CallTime time = TimeFor(settings, timeoutMs);
+  // A session opened for other waits (a shorter bound near the end of a caller's budget, or the
+  // full one again after it) is replaced, so no reply is ever awaited past this call's bound.
+  if (channel.session && settings.interface != Interface::kInband &&
+      channel.session->Timeouts() != time.timeouts) {
+    channel.session.reset();
+  }
   std::array<uint8_t, kRawAnswerCapacity> answerBytes{};
   FreeIpmiSession::Answer answer;
-  // A kept session the BMC has dropped meanwhile (it closes idle ones after a few seconds)
-  // fails the first request it carries: that request gets one fresh session.
+  // A kept session the BMC has dropped meanwhile (it closes idle ones, or it restarted) fails
+  // the first request it carries: that request gets one fresh session, time permitting.
   for (int attempt = 0; attempt < 2; ++attempt) {
     const bool reused = channel.session.has_value();
-    if (!channel.session) {
-      const SettingsResult settings = ReadSettings(channel.selection);
-      if (!settings.settings) {
-        LogError(kLogLineSettings, kFunction, settings.error);
-        return IMB_STATUS_NOT_CONFIGURED;
-      }
-      std::string error;
-      channel.session = FreeIpmiSession::Open(*settings.settings, error);
-      if (!channel.session) {
-        LogError(kLogLineOpen, kFunction, error);
-        return IMB_STATUS_OPEN_FAILED;
-      }
+    if (!channel.session && !OpenSession(channel, settings, time)) {
+      LogError(kLogLineOpen, kFunction, LastError());
+      return IMB_STATUS_OPEN_FAILED;
     }
     answer = channel.session->Send(raw, answerBytes.data(), answerBytes.size());
     if (answer.length >= 0) break;
     if (answer.sessionLost) channel.session.reset();
-    if (!answer.sessionLost || !reused) break;
+    if (!answer.sessionLost || !reused || !time.RoomForAnotherWait()) break;
   }
   if (answer.length < 0) {
-    LogError(kLogLineSend, kFunction, "request failed: " + answer.error);
+    LastError() = DescribeFailure(PhaseOf(answer.errnum, /*opening=*/false), settings,
+                                  time.timeouts.silenceMs, answer.error);
+    LogError(kLogLineSend, kFunction, "request failed: " + LastError());
     return IMB_STATUS_SEND_FAILED;
   }
   const int status =
       DecodeRawResponse(raw.command, answerBytes.data(), static_cast<size_t>(answer.length),
                         responseData, responseLength, completionCode);
   if (status != IMB_STATUS_SUCCESS) {
-    LogError(kLogLineBadResponse, kFunction,
-             "unusable answer of " + std::to_string(answer.length) + " bytes");
+    LastError() = "unusable answer of " + std::to_string(answer.length) + " bytes";
+    LogError(kLogLineBadResponse, kFunction, LastError());
   }
   return status;
 }
@@ -134,10 +214,11 @@ int Select(const char* interfaceName, const char* host, const char* user, const 
 
 extern "C" {
 
-int SendTimedImbpRequest(ImbRequest* request, int /*timeoutMs*/, uint8_t* responseData,
+int SendTimedImbpRequest(ImbRequest* request, int timeoutMs, uint8_t* responseData,
                          int* responseLength, uint8_t* completionCode) {
-  return Guarded(IMB_STATUS_SEND_FAILED,
-                 [&] { return Send(request, responseData, responseLength, completionCode); });
+  return Guarded(IMB_STATUS_SEND_FAILED, [&] {
+    return Send(request, timeoutMs, responseData, responseLength, completionCode);
+  });
 }
 
 int GetAsyncImbpMessage(uint8_t* message, uint32_t* messageLength, int /*timeoutMs*/,
@@ -148,6 +229,10 @@ int GetAsyncImbpMessage(uint8_t* message, uint32_t* messageLength, int /*timeout
 int SelectInterface(const char* interfaceName, const char* host, const char* user,
                     const char* password) {
   return Guarded(0, [&] { return Select(interfaceName, host, user, password); });
+}
+
+int GetImbpLastError(char* text, uint32_t capacity) {
+  return Guarded(0, [&] { return CopyLastError(text, capacity); });
 }
 
 }  // extern "C"
