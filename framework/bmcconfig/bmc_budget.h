@@ -1,0 +1,31 @@
+#pragma once
+// The arithmetic of the BMC's time within one query. Pure: the state is the caller's.
+
+#include <optional>
+#include <string>
+
+namespace Module::BMCConfig {
+
+struct BudgetState {
+  unsigned budgetMs = 0;  // what the query may lose to the BMC: [BMC] TimeoutMs
+  unsigned stallMs = 0;   // a request this slow was sent more than once: its time is lost
+  unsigned lostMs = 0;
+  unsigned lostRequests = 0;           // failed or stalled
+  std::optional<std::string> failure;  // the first failure of the query
+};
+
+// The BMC's part of a query for the [BMC] TimeoutMs setting.
+BudgetState StartBudget(unsigned timeoutMs);
+
+struct Admission {
+  bool refused = false;
+  std::string reason;
+  int timeoutMs = 0;
+};
+
+// Whether one more request may go out, and with what wait (fallbackMs caps it when above 0).
+Admission Admit(const BudgetState& state, int fallbackMs);
+
+void Charge(BudgetState& state, unsigned elapsedMs, bool failed);
+
+}  // namespace Module::BMCConfig
