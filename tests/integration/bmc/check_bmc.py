@@ -190,7 +190,7 @@ def check_run_and_settings(sim_run, build, profile_dir):
     bmc, login = dict(settings["BMC"]) if "BMC" in settings else {}, description["login"]
     check(bmc == {"Interface": "lanplus", "Host": "127.0.0.1", "Port": port,
                   "User": login["user"], "Password": login["password"], "CipherSuite": "3",
-                  "Workarounds": "opensesspriv", "TimeoutMs": bmc.get("TimeoutMs", "-")}
+                  "TimeoutMs": bmc.get("TimeoutMs", "-")}
           and bmc["TimeoutMs"].isdigit(), f"{name}: [BMC] {bmc}")
     image = settings.get("SMBIOS", "Image", fallback="")
     check(Path(image) == Path(build) / "sim" / name / "smbios.bin" and Path(image).is_file(),
