@@ -6,11 +6,15 @@
 
 namespace Module::BMCConfig {
 
+namespace {
+constexpr unsigned kStallShareOfRetransmission = 4;
+constexpr uint64_t kMicrosPerMilli = 1000;
+}  // namespace
+
 BudgetState StartBudget(unsigned timeoutMs) {
   BudgetState state;
   state.budgetMs = timeoutMs;
-  // The driver's retransmission timeout: a request that took it had no reply to its first send.
-  state.stallMs = Ordix::Imb::RetransmissionMs(timeoutMs);
+  state.stallMs = Ordix::Imb::RetransmissionMs(timeoutMs) / kStallShareOfRetransmission;
   return state;
 }
 
@@ -34,9 +38,12 @@ Admission Admit(const BudgetState& state, int fallbackMs) {
   return admission;
 }
 
-void Charge(BudgetState& state, unsigned elapsedMs, bool failed) {
-  if (!failed && elapsedMs < state.stallMs) return;
-  state.lostMs += elapsedMs;
+void Charge(BudgetState& state, uint64_t elapsedUs, bool failed, uint64_t fastestUs) {
+  const uint64_t stallUs =
+      std::max<uint64_t>(state.stallMs * kMicrosPerMilli, kStallRoundTrips * fastestUs);
+  if (!failed && elapsedUs < stallUs) return;
+  state.lostMs +=
+      static_cast<unsigned>(std::min<uint64_t>(elapsedUs / kMicrosPerMilli, state.budgetMs));
   ++state.lostRequests;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 // The arithmetic of the BMC's time within one query. Pure: the state is the caller's.
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -26,6 +27,10 @@ struct Admission {
 // Whether one more request may go out, and with what wait (fallbackMs caps it when above 0).
 Admission Admit(const BudgetState& state, int fallbackMs);
 
-void Charge(BudgetState& state, unsigned elapsedMs, bool failed);
+// A request that took elapsedUs, on a link whose fastest answer so far took fastestUs (0: none
+// yet): lost when it failed, or when it took as long as a resend and much longer than the link
+// needs (kStallRoundTrips of its fastest answers), so a slow but healthy link costs nothing.
+constexpr uint64_t kStallRoundTrips = 4;
+void Charge(BudgetState& state, uint64_t elapsedUs, bool failed, uint64_t fastestUs);
 
 }  // namespace Module::BMCConfig

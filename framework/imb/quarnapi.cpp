@@ -55,6 +55,7 @@ struct Channel {
   Selection selection;
   std::optional<FreeIpmiSession> session;
   std::optional<Learned> learned;
+  Clock::time_point lastAnswer;  // of the kept session
 };
 
 Channel& TheChannel() {
@@ -86,6 +87,7 @@ std::string Target(const BmcSettings& s) {
 // One call's time: it may wait until the deadline, a LAN session at most `timeouts` per reply.
 struct CallTime {
   Clock::time_point deadline;
+  unsigned bound;
   SessionTimeouts timeouts;
   unsigned LeftMs() const {
     const auto left =
@@ -99,7 +101,7 @@ struct CallTime {
 CallTime TimeFor(const BmcSettings& s, int timeoutMs) {
   const unsigned bound =
       timeoutMs > 0 ? std::min(s.timeoutMs, static_cast<unsigned>(timeoutMs)) : s.timeoutMs;
-  return {Clock::now() + std::chrono::milliseconds(bound), TimeoutsFor(s.timeoutMs, bound)};
+  return {Clock::now() + std::chrono::milliseconds(bound), bound, TimeoutsFor(s.timeoutMs, bound)};
 }
 
 // Opens the channel's session, trying workarounds when the settings leave them open. False,
@@ -160,30 +162,39 @@ int Send(const ImbRequest* request, int timeoutMs, uint8_t* responseData, int* r
   }
   const BmcSettings& settings = *settingsRead.settings;
   const CallTime time = TimeFor(settings, timeoutMs);
-  // A session opened for other waits (a shorter bound near the end of a caller's budget, or the
-  // full one again after it) is replaced, so no reply is ever awaited past this call's bound.
+  // A session whose wait no longer fits this call (near the end of a caller's budget), or that
+  // was cut short for such a call earlier, is replaced: no reply is awaited past the bound.
   if (channel.session && settings.interface != Interface::kInband &&
-      channel.session->Timeouts() != time.timeouts) {
+      !SessionFits(channel.session->Timeouts(), settings.timeoutMs, time.bound)) {
     channel.session.reset();
   }
   std::array<uint8_t, kRawAnswerCapacity> answerBytes{};
   FreeIpmiSession::Answer answer;
+  unsigned waited = time.timeouts.silenceMs;
   // A kept session the BMC has dropped meanwhile (it closes idle ones, or it restarted) fails
-  // the first request it carries: that request gets one fresh session, time permitting.
+  // the first request it carries: that request gets one fresh session, time permitting. One
+  // that answered moments ago and then fell silent is not worth another wait: the BMC is gone.
   for (int attempt = 0; attempt < 2; ++attempt) {
     const bool reused = channel.session.has_value();
     if (!channel.session && !OpenSession(channel, settings, time)) {
       LogError(kLogLineOpen, kFunction, LastError());
       return IMB_STATUS_OPEN_FAILED;
     }
+    waited = channel.session->Timeouts().silenceMs;
+    const auto idle = Clock::now() - channel.lastAnswer;
     answer = channel.session->Send(raw, answerBytes.data(), answerBytes.size());
-    if (answer.length >= 0) break;
+    if (answer.length >= 0) {
+      channel.lastAnswer = Clock::now();
+      break;
+    }
     if (answer.sessionLost) channel.session.reset();
-    if (!answer.sessionLost || !reused || !time.RoomForAnotherWait()) break;
+    const bool fellSilent = PhaseOf(answer.errnum, /*opening=*/false) == Phase::kSessionDropped &&
+                            idle < std::chrono::milliseconds(waited);
+    if (!answer.sessionLost || !reused || fellSilent || !time.RoomForAnotherWait()) break;
   }
   if (answer.length < 0) {
-    LastError() = DescribeFailure(PhaseOf(answer.errnum, /*opening=*/false), settings,
-                                  time.timeouts.silenceMs, answer.error);
+    LastError() =
+        DescribeFailure(PhaseOf(answer.errnum, /*opening=*/false), settings, waited, answer.error);
     LogError(kLogLineSend, kFunction, "request failed: " + LastError());
     return IMB_STATUS_SEND_FAILED;
   }

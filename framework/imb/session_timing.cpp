@@ -43,4 +43,9 @@ SessionTimeouts TimeoutsFor(unsigned timeoutMs, unsigned boundMs) {
   return {silence, silence - std::max(r / kMarginShare, 1U), r};
 }
 
+bool SessionFits(const SessionTimeouts& kept, unsigned timeoutMs, unsigned boundMs) {
+  return kept.silenceMs <= boundMs &&
+         2 * kept.silenceMs >= TimeoutsFor(timeoutMs, boundMs).silenceMs;
+}
+
 }  // namespace Ordix::Imb

@@ -37,4 +37,9 @@ unsigned SilenceWithin(unsigned boundMs, unsigned retransmissionMs);
 // call. A bound too short for two waits of the usual retransmission timeout shortens that too.
 SessionTimeouts TimeoutsFor(unsigned timeoutMs, unsigned boundMs);
 
+// Whether a session opened with `kept` still serves a call bounded by boundMs: its wait must fit
+// the bound, and must not have been cut (near the end of some earlier budget) to much less than
+// the bound now wants. Replacing a session costs round trips, so small differences keep it.
+bool SessionFits(const SessionTimeouts& kept, unsigned timeoutMs, unsigned boundMs);
+
 }  // namespace Ordix::Imb

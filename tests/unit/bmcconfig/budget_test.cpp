@@ -18,17 +18,19 @@ using std::chrono::milliseconds;
 // caller's own bound.
 TEST(BmcBudgetArithmetic, LostTimeIsCountedUntilSpent) {
   BudgetState s = StartBudget(1000);
-  EXPECT_EQ(s.stallMs, 50U) << "the driver's retransmission timeout for 1000 ms";
+  EXPECT_EQ(s.stallMs, 12U) << "a quarter of the driver's 50 ms retransmission timeout";
   EXPECT_EQ(Admit(s, 0).timeoutMs, 1000);
   EXPECT_EQ(Admit(s, 300).timeoutMs, 300);
-  for (int i = 0; i < 1000; ++i) Charge(s, 49, false);
+  for (int i = 0; i < 1000; ++i) Charge(s, 11999, false, 300);
   EXPECT_EQ(s.lostMs, 0U) << "a healthy walk of any length costs no budget";
-  Charge(s, 50, false);  // a stall
-  Charge(s, 450, true);  // a failure
+  for (int i = 0; i < 1000; ++i) Charge(s, 45000, false, 20000);
+  EXPECT_EQ(s.lostMs, 0U) << "nor does one on a slow link, however slow";
+  Charge(s, 50000, false, 300);  // a resend
+  Charge(s, 450000, true, 300);  // a failure
   EXPECT_EQ(s.lostMs, 500U);
   EXPECT_EQ(Admit(s, 0).timeoutMs, 500);
   EXPECT_EQ(Admit(s, 10000).timeoutMs, 500);
-  Charge(s, 500, false);
+  Charge(s, 500000, false, 0);  // nothing known of the link yet
   const Admission spent = Admit(s, 0);
   EXPECT_TRUE(spent.refused);
   EXPECT_EQ(spent.reason,

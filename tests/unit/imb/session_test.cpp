@@ -48,6 +48,13 @@ TEST(SessionTiming, SilenceIsAFreeIpmiWaitSumWithinHalfTheBound) {
                 t.silenceMs - t.sessionMs < t.retransmissionMs)
         << bound << ": " << t.silenceMs << " " << t.sessionMs << " " << t.retransmissionMs;
   }
+  // A kept session serves while its wait fits the call and was not cut to far below what the
+  // call wants: small differences are not worth the round trips of a new session.
+  const SessionTimeouts full = TimeoutsFor(1000, 1000);  // waits 450 ms
+  EXPECT_TRUE(SessionFits(full, 1000, 1000));
+  EXPECT_TRUE(SessionFits(full, 1000, 824)) << "wants 300 ms: close enough";
+  EXPECT_FALSE(SessionFits(full, 1000, 400)) << "450 ms does not fit a 400 ms call";
+  EXPECT_FALSE(SessionFits(TimeoutsFor(1000, 300), 1000, 1000)) << "100 ms, cut short, is replaced";
   EXPECT_EQ(RetransmissionMs(100), 10U);
   EXPECT_EQ(RetransmissionMs(3000), 150U);
   EXPECT_EQ(RetransmissionMs(600000), 1000U);
