@@ -7,7 +7,7 @@
 namespace Module::BMCConfig {
 
 namespace {
-constexpr unsigned kStallShareOfRetransmission = 4;
+constexpr unsigned kStallShareOfRetransmission = 16;
 constexpr uint64_t kMicrosPerMilli = 1000;
 }  // namespace
 

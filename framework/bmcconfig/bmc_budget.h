@@ -9,7 +9,10 @@ namespace Module::BMCConfig {
 
 struct BudgetState {
   unsigned budgetMs = 0;  // what the query may lose to the BMC: [BMC] TimeoutMs
-  unsigned stallMs = 0;   // a request this slow was sent more than once: its time is lost
+  // Half the least time a request that had to be sent again takes (FreeIPMI resends after an
+  // eighth of the driver's retransmission timeout at the soonest, within a session). Requests
+  // this slow count as lost, unless the link itself is that slow.
+  unsigned stallMs = 0;
   unsigned lostMs = 0;
   unsigned lostRequests = 0;           // failed or stalled
   std::optional<std::string> failure;  // the first failure of the query
@@ -28,7 +31,7 @@ struct Admission {
 Admission Admit(const BudgetState& state, int fallbackMs);
 
 // A request that took elapsedUs, on a link whose fastest answer so far took fastestUs (0: none
-// yet): lost when it failed, or when it took as long as a resend and much longer than the link
+// yet): lost when it failed, or when it took as long as a resend may and much longer than the link
 // needs (kStallRoundTrips of its fastest answers), so a slow but healthy link costs nothing.
 constexpr uint64_t kStallRoundTrips = 4;
 void Charge(BudgetState& state, uint64_t elapsedUs, bool failed, uint64_t fastestUs);

@@ -2,6 +2,7 @@
 // Pieces of the C entry points that both libraries share.
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -29,20 +30,38 @@ inline int NoAsyncMessage(uint8_t* message, uint32_t* messageLength) {
 }
 
 // Why the calling thread's last request failed, for GetImbpLastError; empty after a success.
-inline std::string& LastError() {
-  static thread_local std::string text;
-  return text;
-}
+// A plain array: a thread_local with a destructor would outlive the library once a caller
+// unloads it, and the thread's exit would run code that is gone.
+class LastErrorText {
+ public:
+  static constexpr size_t kCapacity = 1024;  // longer reasons are cut
 
-// GetImbpLastError's copy: at most capacity - 1 bytes and a terminating zero; the whole length.
-inline int CopyLastError(char* text, uint32_t capacity) {
-  const std::string& last = LastError();
-  if (text != nullptr && capacity > 0) {
-    const size_t count = std::min<size_t>(last.size(), capacity - 1);
-    std::memcpy(text, last.data(), count);
-    text[count] = '\0';
+  static void Set(const std::string& text) {
+    char* out = Buffer();
+    const size_t count = std::min(text.size(), kCapacity - 1);
+    std::memcpy(out, text.data(), count);
+    out[count] = '\0';
   }
-  return static_cast<int>(last.size());
-}
+  static void Clear() { Buffer()[0] = '\0'; }
+  static std::string Get() { return Buffer(); }
+
+  // GetImbpLastError's copy: at most capacity - 1 bytes and a terminating zero; the whole length.
+  static int CopyTo(char* text, uint32_t capacity) {
+    const char* last = Buffer();
+    const size_t length = std::strlen(last);
+    if (text != nullptr && capacity > 0) {
+      const size_t count = std::min<size_t>(length, capacity - 1);
+      std::memcpy(text, last, count);
+      text[count] = '\0';
+    }
+    return static_cast<int>(length);
+  }
+
+ private:
+  static char* Buffer() {
+    static thread_local char text[kCapacity];
+    return text;
+  }
+};
 
 }  // namespace Ordix::Imb

@@ -105,7 +105,7 @@ CallTime TimeFor(const BmcSettings& s, int timeoutMs) {
 }
 
 // Opens the channel's session, trying workarounds when the settings leave them open. False,
-// with the reason in LastError(), when none opened.
+// with the reason in LastErrorText::Get(), when none opened.
 bool OpenSession(Channel& channel, const BmcSettings& settings, const CallTime& time) {
   const std::string target = Target(settings);
   std::optional<unsigned> learned;
@@ -120,7 +120,7 @@ bool OpenSession(Channel& channel, const BmcSettings& settings, const CallTime& 
         return attempt;
       });
   if (!outcome.flags) {
-    LastError() = DescribeOpenFailure(settings, time.timeouts.silenceMs, outcome.trials);
+    LastErrorText::Set(DescribeOpenFailure(settings, time.timeouts.silenceMs, outcome.trials));
     return false;
   }
   channel.session = std::move(opened);
@@ -139,16 +139,16 @@ bool OpenSession(Channel& channel, const BmcSettings& settings, const CallTime& 
 int Send(const ImbRequest* request, int timeoutMs, uint8_t* responseData, int* responseLength,
          uint8_t* completionCode) {
   constexpr const char* kFunction = "SendTimedImbpRequest";
-  LastError().clear();
+  LastErrorText::Clear();
   if (responseLength != nullptr) *responseLength = 0;
   if (request == nullptr || responseData == nullptr || responseLength == nullptr ||
       completionCode == nullptr) {
-    LastError() = "invalid argument: a null pointer";
+    LastErrorText::Set("invalid argument: a null pointer");
     return IMB_STATUS_INVALID_ARGUMENT;
   }
   RawRequest raw;
   if (const int status = BuildRawRequest(*request, raw); status != IMB_STATUS_SUCCESS) {
-    LastError() = "invalid argument: a malformed request";
+    LastErrorText::Set("invalid argument: a malformed request");
     return status;
   }
 
@@ -156,7 +156,7 @@ int Send(const ImbRequest* request, int timeoutMs, uint8_t* responseData, int* r
   std::lock_guard<std::mutex> lock(channel.mutex);
   const SettingsResult settingsRead = ReadSettings(channel.selection);
   if (!settingsRead.settings) {
-    LastError() = settingsRead.error;
+    LastErrorText::Set(settingsRead.error);
     LogError(kLogLineSettings, kFunction, settingsRead.error);
     return IMB_STATUS_NOT_CONFIGURED;
   }
@@ -177,7 +177,7 @@ int Send(const ImbRequest* request, int timeoutMs, uint8_t* responseData, int* r
   for (int attempt = 0; attempt < 2; ++attempt) {
     const bool reused = channel.session.has_value();
     if (!channel.session && !OpenSession(channel, settings, time)) {
-      LogError(kLogLineOpen, kFunction, LastError());
+      LogError(kLogLineOpen, kFunction, LastErrorText::Get());
       return IMB_STATUS_OPEN_FAILED;
     }
     waited = channel.session->Timeouts().silenceMs;
@@ -193,17 +193,17 @@ int Send(const ImbRequest* request, int timeoutMs, uint8_t* responseData, int* r
     if (!answer.sessionLost || !reused || fellSilent || !time.RoomForAnotherWait()) break;
   }
   if (answer.length < 0) {
-    LastError() =
-        DescribeFailure(PhaseOf(answer.errnum, /*opening=*/false), settings, waited, answer.error);
-    LogError(kLogLineSend, kFunction, "request failed: " + LastError());
+    LastErrorText::Set(
+        DescribeFailure(PhaseOf(answer.errnum, /*opening=*/false), settings, waited, answer.error));
+    LogError(kLogLineSend, kFunction, "request failed: " + LastErrorText::Get());
     return IMB_STATUS_SEND_FAILED;
   }
   const int status =
       DecodeRawResponse(raw.command, answerBytes.data(), static_cast<size_t>(answer.length),
                         responseData, responseLength, completionCode);
   if (status != IMB_STATUS_SUCCESS) {
-    LastError() = "unusable answer of " + std::to_string(answer.length) + " bytes";
-    LogError(kLogLineBadResponse, kFunction, LastError());
+    LastErrorText::Set("unusable answer of " + std::to_string(answer.length) + " bytes");
+    LogError(kLogLineBadResponse, kFunction, LastErrorText::Get());
   }
   return status;
 }
@@ -243,7 +243,7 @@ int SelectInterface(const char* interfaceName, const char* host, const char* use
 }
 
 int GetImbpLastError(char* text, uint32_t capacity) {
-  return Guarded(0, [&] { return CopyLastError(text, capacity); });
+  return Guarded(0, [&] { return LastErrorText::CopyTo(text, capacity); });
 }
 
 }  // extern "C"

@@ -113,7 +113,7 @@ Sim::Responder* Current(Double& state) {
 
 int Send(const ImbRequest* request, uint8_t* responseData, int* responseLength,
          uint8_t* completionCode) {
-  LastError().clear();
+  LastErrorText::Clear();
   if (responseLength != nullptr) *responseLength = 0;
   if (request == nullptr || responseData == nullptr || responseLength == nullptr ||
       completionCode == nullptr) {
@@ -127,7 +127,7 @@ int Send(const ImbRequest* request, uint8_t* responseData, int* responseLength,
   std::lock_guard<std::mutex> lock(state.mutex);
   Sim::Responder* responder = Current(state);
   if (responder == nullptr) {
-    LastError() = "no usable script (see the log)";
+    LastErrorText::Set("no usable script (see the log)");
     return IMB_STATUS_NOT_CONFIGURED;
   }
   const Sim::Responder::Outcome outcome = responder->Answer(raw.netFn, raw.command, raw.data);
@@ -135,7 +135,7 @@ int Send(const ImbRequest* request, uint8_t* responseData, int* responseLength,
     Logger::CreateInstance()->Log(kLogLevelTrace, kLogSource, "SendTimedImbpRequest",
                                   kLogLineFailure, "scripted failure of %02x/%02x", raw.netFn,
                                   raw.command);
-    LastError() = "the script makes this request fail";
+    LastErrorText::Set("the script makes this request fail");
     return outcome.status;
   }
   return WriteResponse(outcome.reply.completionCode, outcome.reply.data.data(),
@@ -163,7 +163,7 @@ int SelectInterface(const char* interfaceName, const char* /*host*/, const char*
 }
 
 int GetImbpLastError(char* text, uint32_t capacity) {
-  return Guarded(0, [&] { return CopyLastError(text, capacity); });
+  return Guarded(0, [&] { return LastErrorText::CopyTo(text, capacity); });
 }
 
 }  // extern "C"

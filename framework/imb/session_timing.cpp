@@ -6,7 +6,7 @@ namespace Ordix::Imb {
 
 namespace {
 
-constexpr unsigned kRetransmissionShare = 20;  // of TimeoutMs
+constexpr unsigned kRetransmissionShare = 10;  // of TimeoutMs
 constexpr unsigned kMinRetransmissionMs = 10;
 constexpr unsigned kMaxRetransmissionMs = 1000;  // FreeIPMI's default
 // FreeIPMI lengthens the wait by one retransmission timeout every this many retransmissions.

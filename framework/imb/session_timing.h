@@ -22,9 +22,9 @@ struct SessionTimeouts {
   bool operator!=(const SessionTimeouts& o) const { return !(*this == o); }
 };
 
-// The retransmission timeout for the [BMC] TimeoutMs setting: a twentieth of it, from 10 ms up
-// to FreeIPMI's own default of 1000 ms. A request that took this long was sent more than once
-// (or the BMC is slower than the link allows for), so it also marks a stalled request.
+// The retransmission timeout for the [BMC] TimeoutMs setting: a tenth of it, from 10 ms up to
+// FreeIPMI's own default of 1000 ms. Within an open session FreeIPMI resends sooner, after an
+// eighth of it at the earliest (measured), so a lost datagram costs a request that much or more.
 unsigned RetransmissionMs(unsigned timeoutMs);
 
 // The longest silence, at most boundMs, that FreeIPMI keeps exactly with retransmission timeout

@@ -5,8 +5,8 @@
 // IPMI channel reach the same BMC through the same driver.
 //
 // A query may lose [BMC] TimeoutMs to the BMC: the time of requests that failed, or that took
-// as long as a resend does (an eightieth of TimeoutMs or more) and several times what the link
-// needs (its fastest answer). Once that is spent, or once a request has failed, the query's
+// half as long as the quickest resend does (a 160th of TimeoutMs or more) and several times what
+// the link needs (its fastest answer). Once that is spent, or once a request has failed, the query's
 // remaining requests are refused at once. Outside a query nothing is counted or refused.
 
 #include <chrono>

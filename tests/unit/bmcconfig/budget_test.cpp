@@ -18,10 +18,10 @@ using std::chrono::milliseconds;
 // caller's own bound.
 TEST(BmcBudgetArithmetic, LostTimeIsCountedUntilSpent) {
   BudgetState s = StartBudget(1000);
-  EXPECT_EQ(s.stallMs, 12U) << "a quarter of the driver's 50 ms retransmission timeout";
+  EXPECT_EQ(s.stallMs, 6U) << "a sixteenth of the driver's 100 ms retransmission timeout";
   EXPECT_EQ(Admit(s, 0).timeoutMs, 1000);
   EXPECT_EQ(Admit(s, 300).timeoutMs, 300);
-  for (int i = 0; i < 1000; ++i) Charge(s, 11999, false, 300);
+  for (int i = 0; i < 1000; ++i) Charge(s, 5999, false, 300);
   EXPECT_EQ(s.lostMs, 0U) << "a healthy walk of any length costs no budget";
   for (int i = 0; i < 1000; ++i) Charge(s, 45000, false, 20000);
   EXPECT_EQ(s.lostMs, 0U) << "nor does one on a slow link, however slow";

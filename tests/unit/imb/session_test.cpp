@@ -24,11 +24,11 @@ bool IsRunningSum(unsigned total, unsigned r) {
 TEST(SessionTiming, SilenceIsAFreeIpmiWaitSumWithinHalfTheBound) {
   // TimeoutMs, the call's bound: the session's silence and retransmission timeout.
   const std::tuple<unsigned, unsigned, unsigned, unsigned> cases[] = {
-      {1000, 1000, 450, 50},           // 50 100 200 300 450 | 600
-      {2000, 2000, 900, 100},          // ... 600 900 | 1200
-      {5000, 5000, 2250, 250},         // ... 1500 2250 | 3000
-      {5000, 1200, 500, 250},          // a shorter bound: fewer waits of the same length
-      {1000, 100, 50, 25},             // too short for two usual waits: the waits shrink
+      {1000, 1000, 400, 100},          // 100 200 400 | 600
+      {2000, 2000, 800, 200},          // ... 400 800 | 1200
+      {5000, 5000, 2000, 500},         // ... 1000 2000 | 3000
+      {5000, 3000, 1000, 500},         // a shorter bound: fewer waits of the same length
+      {5000, 1200, 600, 300},          // too short for two usual waits: the waits shrink
       {50, 50, 20, 10},                // the least TimeoutMs
       {600000, 600000, 289000, 1000},  // 16 pairs of waits, then one of 17 s
   };
@@ -50,13 +50,13 @@ TEST(SessionTiming, SilenceIsAFreeIpmiWaitSumWithinHalfTheBound) {
   }
   // A kept session serves while its wait fits the call and was not cut to far below what the
   // call wants: small differences are not worth the round trips of a new session.
-  const SessionTimeouts full = TimeoutsFor(1000, 1000);  // waits 450 ms
+  const SessionTimeouts full = TimeoutsFor(1000, 1000);  // waits 400 ms
   EXPECT_TRUE(SessionFits(full, 1000, 1000));
-  EXPECT_TRUE(SessionFits(full, 1000, 824)) << "wants 300 ms: close enough";
-  EXPECT_FALSE(SessionFits(full, 1000, 400)) << "450 ms does not fit a 400 ms call";
-  EXPECT_FALSE(SessionFits(TimeoutsFor(1000, 300), 1000, 1000)) << "100 ms, cut short, is replaced";
-  EXPECT_EQ(RetransmissionMs(100), 10U);
-  EXPECT_EQ(RetransmissionMs(3000), 150U);
+  EXPECT_TRUE(SessionFits(full, 1000, 700)) << "wants 200 ms: close enough";
+  EXPECT_FALSE(SessionFits(full, 1000, 350)) << "400 ms does not fit a 350 ms call";
+  EXPECT_FALSE(SessionFits(TimeoutsFor(1000, 300), 1000, 1000)) << "150 ms, cut short, is replaced";
+  EXPECT_EQ(RetransmissionMs(50), 10U);
+  EXPECT_EQ(RetransmissionMs(3000), 300U);
   EXPECT_EQ(RetransmissionMs(600000), 1000U);
 }
 
