@@ -54,6 +54,9 @@ struct Channel {
   std::mutex mutex;
   Selection selection;
   std::optional<FreeIpmiSession> session;
+  // The settings the session was opened with: a kept session keeps them (the file is read
+  // again only to open another), so a request costs no look at the file.
+  std::optional<BmcSettings> settings;
   std::optional<Learned> learned;
   Clock::time_point lastAnswer;  // of the kept session
 };
@@ -154,13 +157,16 @@ int Send(const ImbRequest* request, int timeoutMs, uint8_t* responseData, int* r
 
   Channel& channel = TheChannel();
   std::lock_guard<std::mutex> lock(channel.mutex);
-  const SettingsResult settingsRead = ReadSettings(channel.selection);
-  if (!settingsRead.settings) {
-    LastErrorText::Set(settingsRead.error);
-    LogError(kLogLineSettings, kFunction, settingsRead.error);
-    return IMB_STATUS_NOT_CONFIGURED;
+  if (!channel.session || !channel.settings) {
+    const SettingsResult read = ReadSettings(channel.selection);
+    if (!read.settings) {
+      LastErrorText::Set(read.error);
+      LogError(kLogLineSettings, kFunction, read.error);
+      return IMB_STATUS_NOT_CONFIGURED;
+    }
+    channel.settings = *read.settings;
   }
-  const BmcSettings& settings = *settingsRead.settings;
+  const BmcSettings& settings = *channel.settings;
   const CallTime time = TimeFor(settings, timeoutMs);
   // A session whose wait no longer fits this call (near the end of a caller's budget), or that
   // was cut short for such a call earlier, is replaced: no reply is awaited past the bound.
