@@ -144,7 +144,7 @@ typedef int (*GetImbpLastErrorFn)(char*, uint32_t);
  *                     integritycheckvalue nochecksumcheck
  *   SimScript    the scripted double's script, when QUARNAPI_SIM_SCRIPT is not set
  * A LAN session waits at most half the bound for any reply (so that a kept session found dead
- * can be replaced within the same call) and sends again after a twentieth of TimeoutMs of
+ * can be replaced within the same call) and sends again after a tenth of TimeoutMs of
  * silence. In-band requests wait as long as the kernel's IPMI driver and FreeIPMI's in-band
  * layer allow: both keep their own bounds, and neither takes one from here.
  */
