@@ -56,6 +56,9 @@ constexpr ErrorText kErrorTexts[] = {
      "The system event log cannot be read to its end: a next-record ID leads back to a record "
      "already read."},
     {2045, "The BMC query is malformed: a sensor number is not a decimal number from 0 to 255."},
+    {2046,
+     "A request to the management controller was not sent: the controller already failed this "
+     "query, or the query's time for it ([BMC] TimeoutMs) is spent."},
     {2060, "The EFI variable does not exist."},
     {2061, "The EFI variable is larger than the buffer given for it; the size it needs is returned."},
     {2062, "The EFI variable could not be read."},

@@ -27,6 +27,7 @@ constexpr uint16_t kBmcCompletionCode = 2042;
 constexpr uint16_t kBmcReplyMalformed = 2043;
 constexpr uint16_t kBmcSelLoop = 2044;
 constexpr uint16_t kBmcQueryMalformed = 2045;
+constexpr uint16_t kBmcNotSent = 2046;
 
 // 2060-2069: EFI variables.
 constexpr uint16_t kEfiVariableNotFound = 2060;

@@ -4,7 +4,9 @@
 
 #include <numeric>
 
+#include "BMCConfigModule.h"
 #include "LogCapture.h"
+#include "QueryScope.h"
 #include "SimulatedServer.h"
 #include "platform/ImbChannel.h"
 #include "platform/PlatformImpl.h"
@@ -99,6 +101,45 @@ TEST_F(Channel, ShortRequestsAndThreeFailedSendsFailWith1026) {
   EXPECT_EQ(log_.Records()[0].line, 229);
   EXPECT_EQ(log_.Records()[3].source, ".\\PlatformImpl");
   EXPECT_EQ(log_.Records()[3].line, 258);
+}
+
+// Both ways to the BMC share a query's time for it: the channel keeps its attempts while failures
+// come quickly, but once either way has seen the BMC fail the query, neither sends again until
+// the next query, though the controller would now answer.
+TEST_F(Channel, AQueryThatSawTheBmcFailSendsNothingMoreEitherWay) {
+  using Module::BMCConfig::BMCConfigModule;
+  {
+    SimulatedServer server("board-table-hit", "fail 2\ndevice-id 42");
+    const QueryScope query;
+    EXPECT_EQ(Exec("20 06 00 01"), (Strings{"0", "42"}));
+  }
+  SimulatedServer server("board-table-hit", "fail 1\nreading 5 01\ndevice-id 42");
+  {
+    const QueryScope query;
+    ResultMap answer;
+    auto status =
+        PlatformTest::Thrown([&] { BMCConfigModule().Process("/BMC/SENSOR[5]/VALUE", answer); });
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->GetCode(), 2040);
+    status = PlatformTest::Thrown([] { Exec("20 06 00 01"); });
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->GetCode(), 1026);
+  }
+  {
+    const QueryScope query;
+    EXPECT_EQ(Exec("20 06 00 01"), (Strings{"0", "42"})) << "a new query tries again";
+  }
+  server.dir.Write("bmc.script", "fail 3\nreading 5 01\n");
+  const QueryScope query;
+  EXPECT_TRUE(PlatformTest::Thrown([] { Exec("20 06 00 01"); }));
+  ResultMap answer;
+  const auto status =
+      PlatformTest::Thrown([&] { BMCConfigModule().Process("/BMC/SENSOR[5]/VALUE", answer); });
+  ASSERT_TRUE(status);
+  EXPECT_EQ(status->GetCode(), 2046);
+  EXPECT_EQ(status->GetDetail(),
+            "request 20 04 00 2d 05: the BMC failed earlier in this query: request 20 06 00 01: "
+            "the script makes this request fail");
 }
 
 TEST_F(Channel, SendFillsTheResponseHeaderFromTheRequest) {
