@@ -266,10 +266,11 @@ def task_and_fd_counts(pid):
 
 
 def recovery(args, settings, healthy):
-    """One platformq process, four rounds: healthy, BMC dead, BMC back, and once more."""
+    """One platformq process, four rounds: healthy, BMC dead, BMC back, and once more. A fifth
+    round keeps the process alive (in its wait) while the fourth round's counts are taken."""
     settings.point_at(os.environ["ORDIX_SIM_BMC_PORT"])
     interval = 1500
-    proc = subprocess.Popen([args.platformq, "--format", "json", "--repeat", "4", "--interval",
+    proc = subprocess.Popen([args.platformq, "--format", "json", "--repeat", "5", "--interval",
                              str(interval), PROCESSOR, DIMM], stdout=subprocess.PIPE,
                             stderr=subprocess.DEVNULL, text=True)
     rounds, counts, ends = [], [], []
