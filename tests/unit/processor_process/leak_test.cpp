@@ -4,7 +4,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <set>
+#include <stdexcept>
 #include <string>
 
 #include "FakeSiblings.h"
@@ -100,6 +102,40 @@ TEST(ProcessorQueries, LeaveNoWorkerEventOrDescriptorBehind) {
     EXPECT_GE(board.during.threads, before.threads + workers);  // it rebuilt the inventory
     EXPECT_EQ(afterUsage.threads, before.threads) << "round " << round;
     EXPECT_EQ(afterUsage.descriptors, before.descriptors) << "round " << round;
+  }
+}
+
+// An error that escapes while the workers run, out of a status read, stops them all the same:
+// memory running out (error 1006) or anything else a sibling module throws.
+TEST(ProcessorQueries, StopTheirWorkersWhenAnErrorEscapes) {
+  PlatformTest::SimulatedServer server("board-table-hit");
+  Board board(1);
+  PlatformConfigMgr mgr("");
+  const Counts before;
+  for (const std::string& query :
+       {std::string(kInfo), std::string(kInfo) + "/LogicalProcessor[0]"}) {
+    for (const bool outOfMemory : {true, false}) {
+      board.bmc.onQuery = [&](int sensor) {
+        if (sensor < 0xC0) return;
+        board.during = Counts();
+        if (outOfMemory) throw std::bad_alloc();
+        throw std::runtime_error("sibling failure");
+      };
+      std::string thrown;
+      try {
+        ResultMap result;
+        mgr.ResolveQuery(query, result);
+      } catch (const ResultStatus& status) {
+        thrown = std::to_string(status.GetCode());
+      } catch (const std::runtime_error& error) {
+        thrown = error.what();
+      }
+      EXPECT_EQ(thrown, outOfMemory ? "1006" : "sibling failure") << query;
+      EXPECT_GT(board.during.threads, before.threads) << query;  // they were running
+      const Counts after;
+      EXPECT_EQ(after.threads, before.threads) << query << ' ' << thrown;
+      EXPECT_EQ(after.descriptors, before.descriptors) << query << ' ' << thrown;
+    }
   }
 }
 
