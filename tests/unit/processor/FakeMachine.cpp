@@ -1,7 +1,5 @@
 #include "FakeMachine.h"
 
-#include <unistd.h>
-
 #include <thread>
 
 #include "processor/CPUInternalFunc.h"
@@ -89,8 +87,8 @@ int ReadProcessorIdRegisters(uint32_t block[4]) {
   const uint32_t subLeaf = block[kEcx];
   block[kEax] = block[kEbx] = block[kEcx] = block[kEdx] = 0;
   if (leaf == 0) {
-    // A cancellation point every 10 ms: a worker ended while it identifies ends here.
-    for (unsigned waited = 0; waited < p.answerDelayMs; waited += 10) ::usleep(10 * 1000);
+    // Slow as the script says, waiting where a worker ended meanwhile can end cleanly.
+    if (p.answerDelayMs != 0) Sys::Event::CreateManualReset().Wait(p.answerDelayMs);
     block[kEax] = 0x0B;  // the highest leaf
   } else if (leaf == 1) {
     block[kEax] = p.stepping | (p.model << 4) | (p.family << 8);
