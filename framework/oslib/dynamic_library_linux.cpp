@@ -1,10 +1,10 @@
-#include "sys/DynamicLibrary.h"
+#include "oslib/DynamicLibrary.h"
 
 #include <dlfcn.h>
 
 #include <utility>
 
-namespace Sys {
+namespace Ordix::OS {
 
 DynamicLibrary::~DynamicLibrary() {
   Close();
@@ -43,4 +43,4 @@ void DynamicLibrary::Close() {
   if (handle_ != nullptr) ::dlclose(std::exchange(handle_, nullptr));
 }
 
-}  // namespace Sys
+}  // namespace Ordix::OS

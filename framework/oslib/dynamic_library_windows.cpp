@@ -1,13 +1,13 @@
-#include "sys/DynamicLibrary.h"
+#include "oslib/DynamicLibrary.h"
 
 #include <windows.h>
 
 #include <algorithm>
 #include <utility>
 
-#include "Text.h"
+#include "oslib/WindowsText.h"
 
-namespace Sys {
+namespace Ordix::OS {
 
 DynamicLibrary::~DynamicLibrary() {
   Close();
@@ -29,9 +29,9 @@ DynamicLibrary DynamicLibrary::Open(const std::string& path, std::string& error,
   // search order (the executable's directory first).
   std::string native = path;
   std::replace(native.begin(), native.end(), '/', '\\');
-  HMODULE module = ::LoadLibraryW(Win32::Widen(native).c_str());
+  HMODULE module = ::LoadLibraryW(Windows::Widen(native).c_str());
   if (module == nullptr) {
-    error = native + ": " + Win32::ErrorText(::GetLastError());
+    error = native + ": " + Windows::ErrorText(::GetLastError());
     return DynamicLibrary();
   }
   if (pinned) {
@@ -53,4 +53,4 @@ void DynamicLibrary::Close() {
   if (handle_ != nullptr) ::FreeLibrary(static_cast<HMODULE>(std::exchange(handle_, nullptr)));
 }
 
-}  // namespace Sys
+}  // namespace Ordix::OS
