@@ -12,6 +12,7 @@
 #include "memory/MemoryErrorCount.h"
 #include "memory/SlotBound.h"
 #include "memory/SlotSensor.h"
+#include "module/ModuleErrors.h"
 #include "platform/PlatformImpl.h"
 
 namespace Module::PlatformConfig {
@@ -32,13 +33,6 @@ constexpr ErrorSite kStateBufferSite{kSource, "Module::PlatformConfig::Memory::G
                                      247};
 constexpr ErrorSite kErrorCountSite{kSource, "Module::PlatformConfig::Memory::GetMemoryErrors",
                                     267};
-
-constexpr uint16_t kErrNoMemory = 1006;
-constexpr uint16_t kErrNoPlatform = 1029;
-constexpr uint16_t kErrDimmState = 1036;
-constexpr uint16_t kErrErrorCounts = 1037;
-constexpr uint16_t kErrArrayCount = 1038;
-constexpr uint16_t kErrDeviceCount = 1039;
 
 constexpr const char* kArrayCountError = "ERROR_GET_MEMORY_ARRAY_NO";
 // In the totals when an array claims more slots than the table can account for.
@@ -71,14 +65,14 @@ void Memory::Initialize(NodeTree& tree) {
 
 void Memory::InitializePlatform() {
   platform_ = Platform::PlatformImpl::GetInstance();
-  if (platform_ == nullptr) ReportError(kErrNoPlatform, kNoPlatformSite);
+  if (platform_ == nullptr) ReportError(ModuleError::kNoPlatform, kNoPlatformSite);
 }
 
 void Memory::FillMemoryTopologyMap(NodeTree& tree) {
   const std::string arrayCount = GetBIOSValue(kSmbiosArrays, "/TotalNoOfArray", tree);
   if (arrayCount.empty()) {
     AddNode(kPlatform, "/MemoryTopology", kArrayCountError, 1, tree);
-    ReportError(kErrArrayCount, kNoArrayCountSite);
+    ReportError(ModuleError::kMemoryArrayCount, kNoArrayCountSite);
     return;
   }
   AddNode(kPlatform, "/MemoryTopology", "", 1, tree);
@@ -95,7 +89,7 @@ void Memory::FillMemoryTopologyMap(NodeTree& tree) {
   // More arrays than a machine could have slots is a corrupt table, not a count to walk.
   if (arrays < 0 || arrays > kMaxSlots) {
     AddNode(kPlatform, "/MemoryTopology", kArrayCountError, 1, tree);
-    ReportError(kErrArrayCount, kNegativeArrayCountSite);
+    ReportError(ModuleError::kMemoryArrayCount, kNegativeArrayCountSite);
     return;
   }
 
@@ -107,7 +101,7 @@ void Memory::FillMemoryTopologyMap(NodeTree& tree) {
       AddNode(kMemoryTopology, "/NumberOfElements", kDeviceCountError, 0, tree);
       AddNode(kMemoryTopology, "/TotalMemorySize", kDeviceCountError, 0, tree);
     }
-    ReportError(kErrDeviceCount, kNoDeviceCountSite);
+    ReportError(ModuleError::kMemoryDeviceCount, kNoDeviceCountSite);
     return;
   }
   const int slotTotal = totals.slots;
@@ -220,11 +214,11 @@ void Memory::GetMemoryState(const std::string& slotPath, NodeTree& tree) {
     try {
       value = HexText(state);
     } catch (const std::bad_alloc&) {
-      throw ReportError(kErrNoMemory, kStateBufferSite);
+      throw ReportError(ModuleError::kNoMemory, kStateBufferSite);
     }
   } else {
     value = kDimmStateError;
-    ReportError(kErrDimmState, kDimmStateSite);
+    ReportError(ModuleError::kDimmState, kDimmStateSite);
   }
   const std::string statePath = slotPath + "/MemoryState";
   auto existing = tree.find(statePath);
@@ -255,7 +249,7 @@ void Memory::GetMemoryErrors(NodeTree& tree) {
   }
   AddNode(kErrors, "/CorErrorCount", kErrorCountError, 0, tree);
   AddNode(kErrors, "/UnCorErrorCount", kErrorCountError, 0, tree);
-  ReportError(kErrErrorCounts, kErrorCountSite);
+  ReportError(ModuleError::kMemoryErrorCounts, kErrorCountSite);
 }
 
 void Memory::ReadSEL(int32_t& corrected, int32_t& uncorrected) {

@@ -8,6 +8,7 @@
 #include "ErrorReport.h"
 #include "Format.h"
 #include "Paths.h"
+#include "module/ModuleErrors.h"
 #include "platform/PlatformImpl.h"
 #include "sys/NamedLock.h"
 
@@ -26,13 +27,6 @@ constexpr ErrorSite kNoLogicalSite{kSource, kFillFunction, 156};
 constexpr ErrorSite kIdentitySite{kSource, kFillFunction, 226};
 constexpr ErrorSite kStatusSite{kSource, kFillFunction, 268};
 constexpr ErrorSite kUsageSite{kSource, "Module::PlatformConfig::Processor::GetUsage", 331};
-
-constexpr uint16_t kErrNoPlatform = 1029;
-constexpr uint16_t kErrNoLogical = 1030;
-constexpr uint16_t kErrIdentity = 1031;
-constexpr uint16_t kErrStatus = 1032;
-constexpr uint16_t kErrUsage = 1033;
-constexpr uint16_t kErrNoSocket = 1035;
 
 constexpr const char* kLogicalCountError = "ERROR_GET_LOGICAL_PROCESSOR_NO";
 constexpr const char* kStatusError = "ERROR_GET_PHYSICAL_PROCESSOR_STATUS";
@@ -93,7 +87,7 @@ void Processor::Initialize(NodeTree& tree) {
 
 void Processor::InitializePlatform() {
   platform_ = Platform::PlatformImpl::GetInstance();
-  if (platform_ == nullptr) ReportError(kErrNoPlatform, kNoPlatformSite);
+  if (platform_ == nullptr) ReportError(ModuleError::kNoPlatform, kNoPlatformSite);
 }
 
 std::string Processor::Family() const {
@@ -103,7 +97,7 @@ std::string Processor::Family() const {
 void Processor::FillProcessorInfoMap(NodeTree& tree) {
   const uint32_t sockets = AddSockets(tree);
   if (sockets == 0) {
-    ReportError(kErrNoSocket, kNoSocketSite);
+    ReportError(ModuleError::kNoSocket, kNoSocketSite);
     return;
   }
   physicalCount_ = sockets;
@@ -113,7 +107,7 @@ void Processor::FillProcessorInfoMap(NodeTree& tree) {
   uint32_t logical = 0;
   if (GetNumberOfLogicalProcessors(&logical) != kOk || logical == 0) {
     AddNode(kProcessorInfo, "/NumberOfLogicalProcessor", kLogicalCountError, 0, tree);
-    ReportError(kErrNoLogical, kNoLogicalSite);
+    ReportError(ModuleError::kNoLogicalProcessors, kNoLogicalSite);
   } else {
     AddNode(kProcessorInfo, "/NumberOfLogicalProcessor", Decimal(logical), 0, tree);
   }
@@ -153,7 +147,7 @@ uint32_t Processor::AddSockets(NodeTree& tree) {
 void Processor::AddIdentity(uint32_t k, NodeTree& tree) {
   PhysicalProcessorIdentity identity;
   if (GetPhysicalProcessorInfo(k, &identity) != kOk) {
-    ReportError(kErrIdentity, kIdentitySite);
+    ReportError(ModuleError::kProcessorIdentity, kIdentitySite);
     return;
   }
   const std::string name = "/" + Indexed("PhysicalProcessorInfo", k + 1);
@@ -186,7 +180,7 @@ void Processor::AddStatus(uint32_t k, NodeTree& tree) {
   PhysicalProcessorStatus status;
   if (GetPhysicalProcessorStatus(k, &status) != kOk) {
     AddNode(kProcessorInfo, name, kStatusError, 1, tree);
-    ReportError(kErrStatus, kStatusSite);
+    ReportError(ModuleError::kProcessorStatus, kStatusSite);
     return;
   }
   const std::string path = kProcessorInfo + name;
@@ -255,7 +249,7 @@ void Processor::GetUsage(uint32_t index, NodeTree& tree) {
   double usage = 0;
   if (GetLogicalProcessorUsage(index, &usage) != kOk) {
     AddNode(kProcessorInfo, name, kUsageError, 1, tree);
-    ReportError(kErrUsage, kUsageSite);
+    ReportError(ModuleError::kProcessorUsage, kUsageSite);
     return;
   }
   AddNode(kProcessorInfo, name, "", 1, tree);

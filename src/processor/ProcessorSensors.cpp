@@ -7,6 +7,7 @@
 
 #include "ErrorReport.h"
 #include "common.h"
+#include "module/ModuleErrors.h"
 #include "platform/PlatformImpl.h"
 #include "processor/CPUInternalFunc.h"
 
@@ -15,7 +16,6 @@ namespace Module::PlatformConfig {
 namespace {
 
 constexpr uint8_t kNone = 0xFF;
-constexpr uint16_t kErrNoMemory = 1006;
 constexpr ErrorSite kSensorBufferSite{".\\CPUInternalFunc",
                                       "Module::PlatformConfig::ReadCPUSensorStatus", 2043};
 
@@ -190,7 +190,7 @@ uint32_t ReadCPUSensorStatus(uint32_t sensor, PhysicalProcessorStatus* out,
     if (uint32_t code = ReadProcessorStates(sensor, *out)) return code;
     if (uint32_t code = ReadThrottling(row.second[socket], family, *out)) return code;
   } catch (const std::bad_alloc&) {
-    throw ReportError(kErrNoMemory, kSensorBufferSite);
+    throw ReportError(ModuleError::kNoMemory, kSensorBufferSite);
   }
   out->SensorOwnerID = 0x20;
   out->SensorOwnerLUN = 0;
