@@ -71,12 +71,12 @@ void Memory::InitializePlatform() {
 void Memory::FillMemoryTopologyMap(NodeTree& tree) {
   const std::string arrayCount = GetBIOSValue(kSmbiosArrays, "/TotalNoOfArray", tree);
   if (arrayCount.empty()) {
-    AddNode(kPlatform, "/MemoryTopology", kArrayCountError, 1, tree);
+    AddNode(kPlatform, "/MemoryTopology", kArrayCountError, kElement, tree);
     ReportError(ModuleError::kMemoryArrayCount, kNoArrayCountSite);
     return;
   }
-  AddNode(kPlatform, "/MemoryTopology", "", 1, tree);
-  AddNode(kMemoryTopology, "/MemoryInfo", "", 1, tree);
+  AddNode(kPlatform, "/MemoryTopology", "", kElement, tree);
+  AddNode(kMemoryTopology, "/MemoryInfo", "", kElement, tree);
   const long long arrays = LeadingCount(arrayCount.c_str());
 
   const std::string board = platform_ != nullptr ? platform_->GetBoardID() : std::string();
@@ -88,7 +88,7 @@ void Memory::FillMemoryTopologyMap(NodeTree& tree) {
 
   // More arrays than a machine could have slots is a corrupt table, not a count to walk.
   if (arrays < 0 || arrays > kMaxSlots) {
-    AddNode(kPlatform, "/MemoryTopology", kArrayCountError, 1, tree);
+    AddNode(kPlatform, "/MemoryTopology", kArrayCountError, kElement, tree);
     ReportError(ModuleError::kMemoryArrayCount, kNegativeArrayCountSite);
     return;
   }
@@ -98,16 +98,16 @@ void Memory::FillMemoryTopologyMap(NodeTree& tree) {
     const ArrayFill fill = FillArray(i, sensorTable, tree, totals);
     if (fill == ArrayFill::kFilled) continue;
     if (fill == ArrayFill::kCountBeyondTable) {
-      AddNode(kMemoryTopology, "/NumberOfElements", kDeviceCountError, 0, tree);
-      AddNode(kMemoryTopology, "/TotalMemorySize", kDeviceCountError, 0, tree);
+      AddNode(kMemoryTopology, "/NumberOfElements", kDeviceCountError, kLeaf, tree);
+      AddNode(kMemoryTopology, "/TotalMemorySize", kDeviceCountError, kLeaf, tree);
     }
     ReportError(ModuleError::kMemoryDeviceCount, kNoDeviceCountSite);
     return;
   }
   const int slotTotal = totals.slots;
   const long long sizeTotal = totals.size;
-  AddNode(kMemoryTopology, "/NumberOfElements", DecimalText(slotTotal), 0, tree);
-  AddNode(kMemoryTopology, "/TotalMemorySize", DecimalText(sizeTotal), 0, tree);
+  AddNode(kMemoryTopology, "/NumberOfElements", DecimalText(slotTotal), kLeaf, tree);
+  AddNode(kMemoryTopology, "/TotalMemorySize", DecimalText(sizeTotal), kLeaf, tree);
 }
 
 long long Memory::ListedDevices(int arrays) {
@@ -162,12 +162,12 @@ Memory::ArrayFill Memory::FillArray(int i, std::vector<std::string>& sensorTable
     const std::string sensor = address.tableIndex < static_cast<long long>(sensorTable.size())
                                    ? sensorTable[static_cast<size_t>(address.tableIndex)]
                                    : kNoSensorFiller;
-    AddNode(slotPath, "/SlotSensorNumber", sensor, 0, tree);
-    AddNode(slotPath, "/SensorNumber", HexText(static_cast<unsigned>(address.sensorNumber)), 0,
+    AddNode(slotPath, "/SlotSensorNumber", sensor, kLeaf, tree);
+    AddNode(slotPath, "/SensorNumber", HexText(static_cast<unsigned>(address.sensorNumber)), kLeaf,
             tree);
-    AddNode(slotPath, "/SlotSensorOwnerID", HexText(0x22), 0, tree);
-    AddNode(slotPath, "/SensorOwnerID", HexText(0x33), 0, tree);
-    AddNode(slotPath, "/SensorOwnerLUN", "0", 0, tree);
+    AddNode(slotPath, "/SlotSensorOwnerID", HexText(0x22), kLeaf, tree);
+    AddNode(slotPath, "/SensorOwnerID", HexText(0x33), kLeaf, tree);
+    AddNode(slotPath, "/SensorOwnerLUN", "0", kLeaf, tree);
   }
   return ArrayFill::kFilled;
 }
@@ -175,7 +175,7 @@ Memory::ArrayFill Memory::FillArray(int i, std::vector<std::string>& sensorTable
 void Memory::FillSlot(int slot, const std::string& arrayPath, const std::string& devicePath,
                       NodeTree& tree, long long& sizeTotal) {
   const std::string slotPath = std::string(kMemoryInfo) + "[" + DecimalText(slot) + "]";
-  AddNode(kMemoryInfo, "[" + DecimalText(slot) + "]", "", 1, tree);
+  AddNode(kMemoryInfo, "[" + DecimalText(slot) + "]", "", kElement, tree);
   const struct {
     const char* name;
     const std::string& base;
@@ -197,11 +197,11 @@ void Memory::FillSlot(int slot, const std::string& arrayPath, const std::string&
       const long long size = std::atoll(value.c_str());
       if (size > 0) sizeTotal += size;
     }
-    AddNode(slotPath, copy.name, value, 0, tree);
+    AddNode(slotPath, copy.name, value, kLeaf, tree);
   }
-  AddNode(slotPath, "/TypeDetail", "", 1, tree);
+  AddNode(slotPath, "/TypeDetail", "", kElement, tree);
   ImportBIOSSubtree(slotPath + "/TypeDetail", devicePath + "/TypeDetail", tree);
-  AddNode(slotPath, "/MemorySpeed", GetBIOSValue(devicePath, "/Speed", tree), 0, tree);
+  AddNode(slotPath, "/MemorySpeed", GetBIOSValue(devicePath, "/Speed", tree), kLeaf, tree);
 }
 
 void Memory::GetMemoryState(const std::string& slotPath, NodeTree& tree) {
@@ -225,7 +225,7 @@ void Memory::GetMemoryState(const std::string& slotPath, NodeTree& tree) {
   if (existing != tree.end() && existing->second) {
     existing->second->list.assign(1, value);
   } else {
-    AddNode(slotPath, "/MemoryState", value, 0, tree);
+    AddNode(slotPath, "/MemoryState", value, kLeaf, tree);
   }
 }
 
@@ -243,12 +243,12 @@ void Memory::GetMemoryErrors(NodeTree& tree) {
   int32_t uncorrected = 0;
   ReadSEL(corrected, uncorrected);
   if (corrected != -1 && uncorrected != -1) {
-    AddNode(kErrors, "/CorErrorCount", DecimalText(corrected), 0, tree);
-    AddNode(kErrors, "/UnCorErrorCount", DecimalText(uncorrected), 0, tree);
+    AddNode(kErrors, "/CorErrorCount", DecimalText(corrected), kLeaf, tree);
+    AddNode(kErrors, "/UnCorErrorCount", DecimalText(uncorrected), kLeaf, tree);
     return;
   }
-  AddNode(kErrors, "/CorErrorCount", kErrorCountError, 0, tree);
-  AddNode(kErrors, "/UnCorErrorCount", kErrorCountError, 0, tree);
+  AddNode(kErrors, "/CorErrorCount", kErrorCountError, kLeaf, tree);
+  AddNode(kErrors, "/UnCorErrorCount", kErrorCountError, kLeaf, tree);
   ReportError(ModuleError::kMemoryErrorCounts, kErrorCountSite);
 }
 
