@@ -6,21 +6,6 @@
 
 namespace Ordix::OS {
 
-DynamicLibrary::~DynamicLibrary() {
-  Close();
-}
-
-DynamicLibrary::DynamicLibrary(DynamicLibrary&& other) noexcept
-    : handle_(std::exchange(other.handle_, nullptr)) {}
-
-DynamicLibrary& DynamicLibrary::operator=(DynamicLibrary&& other) noexcept {
-  if (this != &other) {
-    Close();
-    handle_ = std::exchange(other.handle_, nullptr);
-  }
-  return *this;
-}
-
 DynamicLibrary DynamicLibrary::Open(const std::string& path, std::string& error, bool pinned) {
   // RTLD_NOW: a library with unresolved symbols fails here, not at some later call.
   // RTLD_NODELETE: dlclose keeps a pinned library mapped, so stale function pointers into it

@@ -9,21 +9,6 @@
 
 namespace Ordix::OS {
 
-DynamicLibrary::~DynamicLibrary() {
-  Close();
-}
-
-DynamicLibrary::DynamicLibrary(DynamicLibrary&& other) noexcept
-    : handle_(std::exchange(other.handle_, nullptr)) {}
-
-DynamicLibrary& DynamicLibrary::operator=(DynamicLibrary&& other) noexcept {
-  if (this != &other) {
-    Close();
-    handle_ = std::exchange(other.handle_, nullptr);
-  }
-  return *this;
-}
-
 DynamicLibrary DynamicLibrary::Open(const std::string& path, std::string& error, bool pinned) {
   // The loader wants backslashes in paths; a bare name ("quarnapi.dll") goes through its
   // search order (the executable's directory first).
