@@ -1,9 +1,12 @@
 #include "BIOSConfigModule.h"
 
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 #include "QueryScope.h"
+#include "ResultStatus.h"
 #include "Settings.h"
 #include "answer_tree.h"
 #include "smbios_cache.h"
@@ -16,12 +19,38 @@ constexpr const char* kSettingsSection = "SMBIOS";
 constexpr const char* kImageKey = "Image";
 std::mutex gSourceMutex;
 BIOSConfigModule::AnswerSource gSource;
+
+// The tables a query answers from, or why it has none: which source the settings name, and
+// whether the image is there, is found out once per query.
+struct QueryTables {
+  std::shared_ptr<const AnswerTree> tree;
+  std::optional<ResultStatus> error;
+};
+thread_local PerQuery<QueryTables> tQueryTables;
+
+QueryTables FindTables() {
+  const SourcePaths paths{Ordix::Settings::GetString(kSettingsSection, kImageKey, ""),
+                          DefaultFirmwareLocation()};
+  try {
+    return {AnswerTreeFor(paths), std::nullopt};
+  } catch (const ResultStatus& status) {
+    return {nullptr, status};
+  }
+}
+
+// Within a query (there is always one: every call opens its scope).
+const AnswerTree& TablesOfThisQuery() {
+  const QueryTables* tables = tQueryTables.Get(FindTables);
+  if (tables->error) throw *tables->error;
+  return *tables->tree;
+}
+
 }  // namespace
 
 BIOSConfigModule::BIOSConfigModule() = default;
 BIOSConfigModule::~BIOSConfigModule() = default;
 
-// The settings are read on every query, so a newly configured image is used at once.
+// The settings are read once per query, so a newly configured image is used at the next one.
 void BIOSConfigModule::ProcessXQuery(std::string query, ResultMap& answer) {
   // One query of its own when a host asks directly; part of the caller's otherwise.
   const QueryScope scope;
@@ -34,9 +63,7 @@ void BIOSConfigModule::ProcessXQuery(std::string query, ResultMap& answer) {
     source(query, answer);
     return;
   }
-  const SourcePaths paths{Ordix::Settings::GetString(kSettingsSection, kImageKey, ""),
-                          DefaultFirmwareLocation()};
-  CopyAnswer(*AnswerTreeFor(paths), query, answer);
+  CopyAnswer(TablesOfThisQuery(), query, answer);
 }
 
 BIOSConfigModule::AnswerSource BIOSConfigModule::InstallAnswerSource(AnswerSource source) {

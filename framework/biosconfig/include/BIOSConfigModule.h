@@ -9,7 +9,9 @@ namespace Module::BIOSConfig {
 
 // Answers "/SMBIOS/..." and "/BIOS/..." queries from the machine's SMBIOS tables: the
 // settings' [SMBIOS] Image (a dump in the format `dmidecode --dump-bin` writes), else the
-// firmware's own tables. The decoded table is kept for the life of the process, per source.
+// firmware's own tables. The decoded table is kept for the life of the process, per source;
+// which source the settings name, and whether its image is there, is looked at once per query
+// (QueryScope: a host's call, or the whole of a module's query that asks this one).
 // A path it cannot answer adds nothing; "@children" as last step answers the element with its
 // child list only. A damaged table is answered from the structures before the damage (logged
 // once, code 2025); a table that cannot be found or read, or of which not one structure can be

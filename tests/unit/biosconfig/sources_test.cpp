@@ -8,6 +8,7 @@
 #include "BIOSConfigModule.h"
 #include "ErrorCodes.h"
 #include "LogCapture.h"
+#include "QueryScope.h"
 #include "Settings.h"
 #include "SmbiosBuilder.h"
 #include "TempDir.h"
@@ -69,6 +70,33 @@ TEST(BIOSConfigModule, AnswersQueriesFromTheImageTheSettingsName) {
   }
 }
 
+// A query finds its tables once: an image configured, or repaired, while it runs is used from
+// the next query on, and a query that found none fails each of its lookups the same way.
+TEST(BIOSConfigModule, AQueryFindsItsTablesOnce) {
+  const TempDir dir;
+  const TestSupport::ScopedEnv env("ORDIX_CONFIG_DIR", dir.Path());
+  const std::string first = dir.Write("first.bin", SmallImage("First"));
+  const std::string second = dir.MakeDir("second.bin");
+  dir.Write(Ordix::Settings::kFileName, "[SMBIOS]\nImage=" + second + "\n");
+  const auto vendor = [] { return Ask("/BIOS/Vendor").at("/BIOS/Vendor").list; };
+  {
+    const QueryScope query;
+    const std::string whyNot = "not a regular file";
+    ExpectStatus(Code::kSmbiosUnreadable, whyNot, "before", [&] { Ask("/BIOS/Vendor"); });
+    std::filesystem::remove(second);
+    dir.Write("second.bin", SmallImage("Second"));
+    ExpectStatus(Code::kSmbiosUnreadable, whyNot, "repaired meanwhile", [&] { Ask("/BIOS"); });
+  }
+  EXPECT_EQ(vendor(), Texts{"Second"});
+  {
+    const QueryScope query;
+    EXPECT_EQ(vendor(), Texts{"Second"});
+    dir.Write(Ordix::Settings::kFileName, "[SMBIOS]\nImage=" + first + "\n");
+    EXPECT_EQ(vendor(), Texts{"Second"});
+  }
+  EXPECT_EQ(vendor(), Texts{"First"});
+}
+
 // A damaged table stays damaged for the life of the process: repairing the file changes
 // nothing. A missing or unreadable file is looked for again.
 TEST(AnswerTreeFor, DamagedImageErrorIsKeptUnreadableOrMissingIsNot) {
@@ -88,7 +116,8 @@ TEST(AnswerTreeFor, DamagedImageErrorIsKeptUnreadableOrMissingIsNot) {
   });
   std::filesystem::remove(unreadable);
   dir.Write("unreadable.bin", SmallImage("Fixed"));
-  EXPECT_EQ(AnswerTreeFor({unreadable, dir.Path()})->at("/BIOS/Vendor").list, Texts{"Fixed"});
+  EXPECT_EQ(AnswerTreeFor({unreadable, dir.Path()})->Nodes().at("/BIOS/Vendor").list,
+            Texts{"Fixed"});
 }
 
 // A table broken after its first structures is answered from those, and the damage is logged
@@ -99,7 +128,7 @@ TEST(AnswerTreeFor, DamagedTableIsAnsweredUpToTheDamageWhichIsLoggedOnce) {
   const std::string image = dir.Write("broken.bin", Text(Image(EntryPoint3(table.size()), table)));
   const TestSupport::LogCapture log;
   for (int query = 0; query < 2; ++query) {
-    EXPECT_EQ(AnswerTreeFor({image, dir.Path()})->at("/BIOS/Vendor").list, Texts{"Acme"});
+    EXPECT_EQ(AnswerTreeFor({image, dir.Path()})->Nodes().at("/BIOS/Vendor").list, Texts{"Acme"});
   }
   ASSERT_EQ(log.Records().size(), 1U);
   const std::string& text = log.Records()[0].text;
@@ -123,7 +152,7 @@ TEST(AnswerTreeFor, FirmwareDirectoryWhenNoImageAndNotFoundWhenNeither) {
     AnswerTreeFor({"", dir});
   });
   firmware.Write("DMI", Text(SmallTable("Firmware")));
-  EXPECT_EQ(AnswerTreeFor({missingImage, dir})->at("/BIOS/Vendor").list, Texts{"Firmware"});
+  EXPECT_EQ(AnswerTreeFor({missingImage, dir})->Nodes().at("/BIOS/Vendor").list, Texts{"Firmware"});
 }
 
 }  // namespace
