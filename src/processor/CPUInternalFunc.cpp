@@ -36,7 +36,6 @@ struct WorkerRecord {
   uint64_t affinityMask = 0;
   // Written by one side before it signals, read by the other after its wait returns.
   std::atomic<uint32_t> status{0};
-  uint32_t threadId = 0;
   uint32_t index = 0;  // the thread's start parameter points here
   std::atomic<uint32_t> requestCode{0};
   std::array<std::atomic<uint32_t>, 6> result{};
@@ -47,7 +46,6 @@ struct WorkerRecord {
     responseEvent.Close();
     affinityMask = 0;
     status = 0;
-    threadId = 0;
     index = 0;
     requestCode = 0;
     for (auto& r : result) r = 0;
@@ -123,12 +121,13 @@ bool StartWorker(uint32_t w) {
   for (auto& r : record.result) r = 0;
   record.thread = Sys::Thread::Create(&WorkerMain, &record.index);
   if (!record.thread.IsValid()) return false;
-  record.threadId = record.thread.Id();
   if (!record.thread.SetAffinity(record.affinityMask)) return false;
   return record.thread.Resume() != -1;
 }
 
 void EndWorkers() {
+  // All are told first, so they end together rather than one after another.
+  for (uint32_t w = 0; w < gState.workerCount; ++w) gState.workers[w].thread.BeginTerminate(~0u);
   for (uint32_t w = 0; w < gState.workerCount; ++w) {
     WorkerRecord& record = gState.workers[w];
     record.thread.Terminate(~0u);
