@@ -111,6 +111,14 @@ void GroupWorkersIntoPackages() {
   }
 }
 
+// Whether identification will ask any worker: only a package that has processors is asked.
+bool AnyPackageToIdentify() {
+  for (const PackageRecord& package : gState.packages) {
+    if (package.logicalCount != 0) return true;
+  }
+  return false;
+}
+
 bool StartWorker(uint32_t w) {
   WorkerRecord& record = gState.workers[w];
   record.index = w;
@@ -170,6 +178,9 @@ uint32_t StartProcessorWorkers(const std::string& family, uint32_t physicalCount
   GroupWorkersIntoPackages();
   ReadPollSettings();
 
+  // The threads only answer identification: with no package to identify (the OS counts its
+  // packages otherwise than the BMC and SMBIOS), none would ever be asked, so none is started.
+  if (!AnyPackageToIdentify()) return 1;
   for (uint32_t w = 0; w < gState.workerCount; ++w) {
     if (!StartWorker(w)) {
       EndWorkers();
