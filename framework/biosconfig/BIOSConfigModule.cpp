@@ -1,5 +1,6 @@
 #include "BIOSConfigModule.h"
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -19,6 +20,8 @@ constexpr const char* kSettingsSection = "SMBIOS";
 constexpr const char* kImageKey = "Image";
 std::mutex gSourceMutex;
 BIOSConfigModule::AnswerSource gSource;
+// Whether gSource is set, so that a lookup takes the lock only when a source is installed.
+std::atomic<bool> gHasSource{false};
 
 // The tables a query answers from, or why it has none: which source the settings name, and
 // whether the image is there, is found out once per query.
@@ -54,20 +57,23 @@ BIOSConfigModule::~BIOSConfigModule() = default;
 void BIOSConfigModule::ProcessXQuery(std::string query, ResultMap& answer) {
   // One query of its own when a host asks directly; part of the caller's otherwise.
   const QueryScope scope;
-  AnswerSource source;
-  {
-    std::lock_guard<std::mutex> lock(gSourceMutex);
-    source = gSource;
-  }
-  if (source) {
-    source(query, answer);
-    return;
+  if (gHasSource.load(std::memory_order_acquire)) {
+    AnswerSource source;
+    {
+      std::lock_guard<std::mutex> lock(gSourceMutex);
+      source = gSource;
+    }
+    if (source) {
+      source(query, answer);
+      return;
+    }
   }
   CopyAnswer(TablesOfThisQuery(), query, answer);
 }
 
 BIOSConfigModule::AnswerSource BIOSConfigModule::InstallAnswerSource(AnswerSource source) {
   std::lock_guard<std::mutex> lock(gSourceMutex);
+  gHasSource.store(static_cast<bool>(source), std::memory_order_release);
   return std::exchange(gSource, std::move(source));
 }
 
