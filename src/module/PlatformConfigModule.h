@@ -36,6 +36,10 @@ class PLATFORMCONFIG_EXPORT PlatformConfigModule : public PlatformConfigMgr {
   // Removes path and its whole subtree from result.
   void PruneResultMap(std::string path, ResultMap& result);
 
+  // The base path of the last query whose first step was "Platform" (without "/@children"):
+  // the subtree the destructor frees.
+  const std::string& LastQueryBase() const { return lastQueryBase_; }
+
  private:
   static PlatformConfigModule* m_pPlatformConfig;
 

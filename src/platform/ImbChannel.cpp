@@ -209,8 +209,11 @@ uint32_t SendImbRequest(const IpmiRequestBuffer* request, IpmiResponseBuffer* re
   imb.busType = 0;
   imb.netFn = request->netFn;
   imb.rsLun = request->rsLun;
-  // The driver only reads the data; its C interface just lacks the const.
-  imb.data = const_cast<uint8_t*>(request->data.data());
+  // The driver only reads the data; its C interface just lacks the const. A request without
+  // data still points into a request block, as the module's own layout always did: a vendor
+  // driver may refuse a null pointer whatever the length says.
+  uint8_t noData = 0;
+  imb.data = request->data.empty() ? &noData : const_cast<uint8_t*>(request->data.data());
   imb.dataLength = static_cast<uint32_t>(request->data.size());
   std::array<uint8_t, kImbMaxResponseData> received{};
   int length = 0;
@@ -281,7 +284,9 @@ bool SelectInterface(const char* interfaceName, const char* host, const char* us
 }
 
 uint8_t IpmbChecksum(const uint8_t* bytes, int count) {
-  if (bytes == nullptr || count <= 0) return 0;
+  if (bytes == nullptr || count == 0) return 0;
+  // Any count below 2 (a negative one too) covers the first byte alone.
+  if (count < 2) return static_cast<uint8_t>(-bytes[0]);
   uint8_t sum = 0;
   for (int i = 0; i < count; ++i) sum = static_cast<uint8_t>(sum + bytes[i]);
   return static_cast<uint8_t>(-sum);

@@ -65,6 +65,17 @@ const char* ProcessorType(uint32_t cores) {
   }
 }
 
+// Stops the workers a build starts however the build ends: an error thrown after their start
+// (a ResultStatus or any other exception) must not leave their threads, events and the driver
+// behind until the next start.
+class StopWorkersOnExit {
+ public:
+  StopWorkersOnExit() = default;
+  ~StopWorkersOnExit() { StopProcessorWorkers(); }
+  StopWorkersOnExit(const StopWorkersOnExit&) = delete;
+  StopWorkersOnExit& operator=(const StopWorkersOnExit&) = delete;
+};
+
 std::string Usage(double percent) {
   char text[64];
   std::snprintf(text, sizeof text, "%f", percent);
@@ -76,8 +87,8 @@ std::string Usage(double percent) {
 void Processor::Initialize(NodeTree& tree) {
   InitializePlatform();
   AddNode(kPlatform, "/ProcessorInfo", "", 1, tree);
+  const StopWorkersOnExit stop;
   FillProcessorInfoMap(tree);
-  StopProcessorWorkers();
 }
 
 void Processor::InitializePlatform() {
@@ -252,6 +263,7 @@ void Processor::GetUsage(uint32_t index, NodeTree& tree) {
 }
 
 void Processor::ProcessUsageQuery(const std::string& query, NodeTree& tree) {
+  const StopWorkersOnExit stop;
   FillProcessorInfoMap(tree);
   // An index that is not plainly a number (one past 32 bits among them) names no processor.
   const std::optional<uint32_t> n = LastIndex(query);
@@ -262,7 +274,6 @@ void Processor::ProcessUsageQuery(const std::string& query, NodeTree& tree) {
   node->list.push_back(sampled ? Usage(usage) : kUsageError);
   tree.clear();
   tree[query] = std::move(node);
-  StopProcessorWorkers();
 }
 
 }  // namespace Module::PlatformConfig

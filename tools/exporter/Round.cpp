@@ -8,6 +8,7 @@
 #include "ErrorCodes.h"
 #include "MemoryReadings.h"
 #include "ProcessorReadings.h"
+#include "QueryScope.h"
 
 namespace Exporter {
 
@@ -69,6 +70,10 @@ double SecondsSinceEpoch() {
 RoundResult CollectRound(const ModuleAccess& access, FailureCounter& failures,
                          const RoundHooks& hooks) {
   const auto start = std::chrono::steady_clock::now();
+  // The round is one query to the framework: once the BMC fails in it, the round's other BMC
+  // reads fail at once instead of each waiting out [BMC] TimeoutMs, so a BMC that dies
+  // mid-round is reported by the next round within about one TimeoutMs.
+  const QueryScope round;
   RoundResult result;
   const bool bmcUp = BmcReachable(Ask(access, failures, kBmcProbeQuery));
   if (!bmcUp && hooks.onBmcDown) hooks.onBmcDown();

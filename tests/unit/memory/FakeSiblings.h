@@ -8,6 +8,7 @@
 
 #include "BIOSConfigModule.h"
 #include "BMCConfigModule.h"
+#include "PlatformConfigMgr.h"
 #include "ResultStatus.h"
 
 namespace MemoryTest {
@@ -19,6 +20,13 @@ struct Device {
   std::string locator;
   std::string size = "8192";
 };
+
+// count devices named prefix0, prefix1, ...
+inline std::vector<Device> Devices(const std::string& prefix, int count) {
+  std::vector<Device> devices;
+  for (int d = 0; d < count; ++d) devices.push_back({prefix + std::to_string(d)});
+  return devices;
+}
 struct Array {
   std::vector<Device> devices;
   bool answersDeviceCount = true;  // with claimedDevices, else the number of its devices
@@ -120,6 +128,25 @@ inline std::string SelRecord(int sensorType, int eventData1, int id = 1) {
     text += (text.empty() ? "" : " ") + std::string(hex);
   }
   return text;
+}
+
+// The answer to query of a data manager made for it.
+inline ResultMap Topology(const std::string& query = "/Platform/MemoryTopology") {
+  Module::PlatformConfig::PlatformConfigMgr mgr("");
+  ResultMap result;
+  mgr.ResolveQuery(query, result);
+  return result;
+}
+
+inline std::string Value(const ResultMap& result, const std::string& path) {
+  auto it = result.find(path);
+  if (it == result.end()) return "<absent>";
+  return it->second.list.empty() ? "<empty>" : it->second.list.front();
+}
+
+// The path of leaf under slot n.
+inline std::string Slot(int n, const std::string& leaf) {
+  return "/Platform/MemoryTopology/MemoryInfo[" + std::to_string(n) + "]/" + leaf;
 }
 
 }  // namespace MemoryTest
