@@ -71,6 +71,22 @@ void BIOSConfigModule::ProcessXQuery(std::string query, ResultMap& answer) {
   CopyAnswer(TablesOfThisQuery(), query, answer);
 }
 
+std::string BIOSConfigModule::FirstValue(const std::string& path) {
+  const QueryScope scope;
+  // A path that is not written plainly, or an installed source, is answered as a query.
+  if (gHasSource.load(std::memory_order_acquire) || !IsPlainPath(path)) {
+    ResultMap local;
+    ProcessXQuery(path, local);
+    auto it = local.find(path);
+    if (it == local.end() || it->second.list.empty()) return std::string();
+    return std::move(it->second.list.front());
+  }
+  const AnswerTree& tables = TablesOfThisQuery();
+  auto it = tables.Find(path);
+  if (it == tables.Nodes().end() || it->second.list.empty()) return std::string();
+  return it->second.list.front();
+}
+
 BIOSConfigModule::AnswerSource BIOSConfigModule::InstallAnswerSource(AnswerSource source) {
   std::lock_guard<std::mutex> lock(gSourceMutex);
   gHasSource.store(static_cast<bool>(source), std::memory_order_release);

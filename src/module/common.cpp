@@ -111,11 +111,7 @@ std::vector<std::string> GetQuery(const char* query, ResultMap& answer) {
 std::string GetBIOSValue(std::string pathHead, std::string pathTail, NodeTree& /*tree*/) {
   std::string path = std::move(pathHead);
   path += pathTail;
-  ResultMap local;
-  BIOSConfig::BIOSConfigModule().ProcessXQuery(path, local);
-  auto it = local.find(path);
-  if (it == local.end() || it->second.list.empty()) return std::string();
-  return std::move(it->second.list.front());
+  return BIOSConfig::BIOSConfigModule().FirstValue(path);
 }
 
 void ImportBIOSSubtree(std::string prefix, std::string query, NodeTree& tree) {

@@ -25,6 +25,11 @@ class BIOSCONFIG_EXPORT BIOSConfigModule {
 
   void ProcessXQuery(std::string query, ResultMap& answer);
 
+  // The first string of the node ProcessXQuery(path) answers for path itself (a leaf's
+  // value, an element's first child), or "" when there is none; the same errors, but nothing
+  // below the node is copied, so a field costs a lookup.
+  std::string FirstValue(const std::string& path);
+
   // Answers every query from source instead of the tables, for tests that need answers no
   // well-formed table gives (an empty source brings the tables back); returns the previous one.
   static AnswerSource InstallAnswerSource(AnswerSource source);

@@ -70,6 +70,49 @@ TEST(BIOSConfigModule, AnswersQueriesFromTheImageTheSettingsName) {
   }
 }
 
+// A field looked up alone is the first string of what the query answers for its path, from the
+// tables or from an installed source alike, whatever the form of the path.
+TEST(BIOSConfigModule, FirstValueIsTheFirstStringOfTheQuerysNode) {
+  const TempDir dir;
+  const TestSupport::ScopedEnv env("ORDIX_CONFIG_DIR", dir.Path());
+  const std::string image = dir.Write("tables.bin", SmallImage("Acme"));
+  dir.Write(Ordix::Settings::kFileName, "[SMBIOS]\nImage=" + image + "\n");
+  const auto firstOfAnswer = [](const std::string& path) {
+    const ResultMap answer = Ask(path);
+    auto it = answer.find(path);
+    return it == answer.end() || it->second.list.empty() ? "" : it->second.list.front();
+  };
+  const char* paths[] = {"/BIOS/Vendor",
+                         "/BIOS",
+                         "/SMBIOS/Type4[1]/ProcessorFamily",
+                         "/SMBIOS/MemoryArray/TotalNoOfArray",
+                         "/SMBIOS/Type4[2]",
+                         "/BIOS/More",
+                         "//BIOS/Vendor",
+                         "/BIOS/@children",
+                         ""};
+  const std::string expected[] = {"Acme", "/BIOS/Vendor", "Xeon", "0", "", "", "", "", ""};
+  const auto check = [&](const std::string& why) {
+    for (size_t i = 0; i < std::size(paths); ++i) {
+      const std::string value = Module::BIOSConfig::BIOSConfigModule().FirstValue(paths[i]);
+      EXPECT_EQ(value, firstOfAnswer(paths[i])) << why << paths[i];
+      if (why == "tables ") {
+        EXPECT_EQ(value, expected[i]) << paths[i];
+      }
+    }
+  };
+  check("tables ");
+  using Module::BIOSConfig::BIOSConfigModule;
+  BIOSConfigModule::InstallAnswerSource([](const std::string& query, ResultMap& answer) {
+    answer[query] = _XNode{XNODE_VALUE, {"from the source " + query}, {}};
+  });
+  check("source ");
+  EXPECT_EQ(BIOSConfigModule().FirstValue("/BIOS/Vendor"), "from the source /BIOS/Vendor");
+  BIOSConfigModule::InstallAnswerSource({});
+  dir.Write(Ordix::Settings::kFileName, "[SMBIOS]\nImage=" + image + ".missing\n");
+  EXPECT_THROW(BIOSConfigModule().FirstValue("/BIOS/Vendor"), ResultStatus);
+}
+
 // A query finds its tables once: an image configured, or repaired, while it runs is used from
 // the next query on, and a query that found none fails each of its lookups the same way.
 TEST(BIOSConfigModule, AQueryFindsItsTablesOnce) {
