@@ -7,10 +7,10 @@ namespace Sys {
 
 // Why the processor packages could not be told (the module's own codes).
 constexpr int kPackagesOk = 0;
-constexpr int kPackagesUnsupported = -2;     // the OS offers no topology information
-constexpr int kPackagesNoMemory = -3;        // no buffer for the answer
-constexpr int kPackagesSizeQueryFailed = -4; // the size query failed for another reason
-constexpr int kPackagesSizeQueryOdd = -5;    // the size query succeeded with no buffer
+constexpr int kPackagesUnsupported = -2;      // the OS offers no topology information
+constexpr int kPackagesNoMemory = -3;         // no buffer for the answer
+constexpr int kPackagesSizeQueryFailed = -4;  // the size query failed for another reason
+constexpr int kPackagesSizeQueryOdd = -5;     // the size query succeeded with no buffer
 
 // One mask per processor package, in the order the OS lists them, bit b = logical processor
 // b (as in GetProcessAffinityMask). On Linux from
