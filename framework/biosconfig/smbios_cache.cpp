@@ -19,7 +19,7 @@ namespace Module::BIOSConfig {
 namespace {
 
 struct CacheEntry {
-  std::shared_ptr<const ResultMap> tree;
+  std::shared_ptr<const AnswerTree> tree;
   std::optional<ResultStatus> error;
 };
 
@@ -76,7 +76,7 @@ ResultMap ReadAndDecode(const SourcePaths& paths, bool fromImage) {
 
 }  // namespace
 
-std::shared_ptr<const ResultMap> AnswerTreeFor(const SourcePaths& paths) {
+std::shared_ptr<const AnswerTree> AnswerTreeFor(const SourcePaths& paths) {
   const bool fromImage = ImageExists(paths.image);
   const std::string key = fromImage ? "image:" + paths.image : "firmware:" + paths.firmwareLocation;
   std::lock_guard<std::mutex> lock(gCacheMutex);
@@ -85,7 +85,7 @@ std::shared_ptr<const ResultMap> AnswerTreeFor(const SourcePaths& paths) {
     return cached->second.tree;
   }
   try {
-    auto tree = std::make_shared<const ResultMap>(ReadAndDecode(paths, fromImage));
+    auto tree = std::make_shared<const AnswerTree>(ReadAndDecode(paths, fromImage));
     gCache[key].tree = tree;
     return tree;
   } catch (const ResultStatus& status) {

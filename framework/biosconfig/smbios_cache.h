@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "XNode.h"
+#include "answer_tree.h"
 
 namespace Module::BIOSConfig {
 
@@ -17,6 +17,6 @@ struct SourcePaths {
 
 // The answer tree of the image when it exists, else of the firmware's tables. Throws
 // kSmbiosNotFound when neither is there, and whatever reading or decoding throws.
-std::shared_ptr<const ResultMap> AnswerTreeFor(const SourcePaths& paths);
+std::shared_ptr<const AnswerTree> AnswerTreeFor(const SourcePaths& paths);
 
 }  // namespace Module::BIOSConfig

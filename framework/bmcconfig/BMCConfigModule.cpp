@@ -6,12 +6,18 @@
 #include "QueryScope.h"
 #include "driver_library.h"
 #include "ipmi_answers.h"
+#include "request_memo.h"
 
 namespace Module::BMCConfig {
 
 namespace {
 std::mutex gSourceMutex;
 BMCConfigModule::AnswerSource gSource;
+thread_local PerQuery<RequestMemo> tReplies;
+
+IpmiReply SendToController(const IpmiRequest& request) {
+  return ProcessDriver().Exchange(request);
+}
 }  // namespace
 
 void BMCConfigModule::Process(std::string query, ResultMap& answer) {
@@ -27,8 +33,11 @@ void BMCConfigModule::Process(std::string query, ResultMap& answer) {
     return;
   }
   // The driver is looked up per request, so a query this library does not answer never loads it.
-  AnswerFromIpmi(query, answer,
-                 [](const IpmiRequest& request) { return ProcessDriver().Exchange(request); });
+  // Within the query an identical request is answered once (RequestMemo).
+  RequestMemo* replies = tReplies.Get();
+  AnswerFromIpmi(query, answer, [replies](const IpmiRequest& request) {
+    return replies->Exchange(request, SendToController);
+  });
 }
 
 BMCConfigModule::AnswerSource BMCConfigModule::InstallAnswerSource(AnswerSource source) {

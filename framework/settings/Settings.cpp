@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 
+#include "QueryScope.h"
 #include "settings_file.h"
 #include "settings_text.h"
 
@@ -53,9 +54,19 @@ constexpr long long kRacyWindowNs = 20000000LL;  // twice the coarsest tick (HZ=
 std::mutex gParsedMutex;
 Parsed gParsed;
 
+// The query (QueryScope) of this thread that has already looked at the file: its later
+// readings take the file as that look found it, so a query costs one look at the file however
+// many settings it reads, and the next query looks again.
+thread_local uint64_t tQueryLookedAt = 0;
+
 // The file as last parsed, parsed again first if it has changed.
 const Parsed& Current() {
   const std::string path = FilePath();
+  const uint64_t query = QueryScope::Current().generation;
+  if (query != 0 && query == tQueryLookedAt && gParsed.reader && gParsed.path == path) {
+    return gParsed;
+  }
+  tQueryLookedAt = query;
   const Stamp stamp = StampOf(path);
   const bool settled = !stamp.exists || stamp.writtenNs + kRacyWindowNs < gParsed.parsedAtNs;
   if (gParsed.reader && gParsed.path == path && gParsed.stamp == stamp && settled) {

@@ -110,27 +110,30 @@ bool PlatformConfigMgr::RunRefresh(Refresh refresh, const std::string& query) {
 }
 
 void PlatformConfigMgr::Search(const std::string& path, ResultMap& result) {
-  std::vector<std::string> visiting;
+  std::vector<const std::string*> visiting;
   SearchFrom(path, result, visiting);
 }
 
 void PlatformConfigMgr::SearchFrom(const std::string& path, ResultMap& result,
-                                   std::vector<std::string>& visiting) {
+                                   std::vector<const std::string*>& visiting) {
   auto it = nodeTree_.find(path);
   if (it == nodeTree_.end() || !it->second) return;
   // Every string of a node's list is looked up as a path, leaf values included, so a value
   // that names an ancestor (a drive mounted at "/Platform/OS", say) would loop forever;
-  // a path already on the way down is not entered again.
-  if (std::find(visiting.begin(), visiting.end(), path) != visiting.end()) return;
-  visiting.push_back(path);
+  // a path already on the way down is not entered again. (The paths on the way are the
+  // tree's own keys, which stay put while it is searched.)
+  for (const std::string* on : visiting) {
+    if (*on == path) return;
+  }
+  visiting.push_back(&it->first);
 
   const _XNode& node = *it->second;
   for (const std::string& child : node.list) SearchFrom(child, result, visiting);
 
-  _XNode answer;
+  _XNode& answer = result[path];
   answer.kind = node.kind;
   answer.list = node.list;
-  result[path] = std::move(answer);
+  answer.attributes.clear();
   visiting.pop_back();
 }
 

@@ -40,7 +40,8 @@ class PLATFORMCONFIG_EXPORT PlatformConfigMgr {
  private:
   void InitializeFunctionality();
   void Search(const std::string& path, ResultMap& result);
-  void SearchFrom(const std::string& path, ResultMap& result, std::vector<std::string>& visiting);
+  void SearchFrom(const std::string& path, ResultMap& result,
+                  std::vector<const std::string*>& visiting);
   bool RunRefresh(Refresh refresh, const std::string& query);
 
   // The OS builders: each asks the OS information library once and writes its subtree.

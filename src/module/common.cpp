@@ -1,6 +1,7 @@
 #include "common.h"
 
 #include <cstdint>
+#include <string_view>
 #include <utility>
 
 #include "BIOSConfigModule.h"
@@ -11,28 +12,43 @@
 
 namespace Module::PlatformConfig {
 
+namespace {
+
+// The node under path made afresh: a node already there (rebuilds put every node back under
+// its key) is cleared and used again, so a rebuild allocates no node and keeps the capacity of
+// its list; nothing outside the tree refers to a node, so none can tell.
+_XNode& FreshNode(std::unique_ptr<_XNode>& slot, uint32_t kind) {
+  if (!slot) {
+    slot = std::make_unique<_XNode>();
+  } else {
+    slot->list.clear();
+    slot->attributes.clear();
+  }
+  slot->kind = kind;
+  return *slot;
+}
+
+}  // namespace
+
 void AddNode(std::string parentPath, std::string name, std::string value, int asElement,
              NodeTree& tree) {
-  std::string full = parentPath + name;
+  std::string full = std::move(parentPath);
+  const size_t parentLength = full.size();
+  full += name;
   if (asElement != 0) {
-    auto element = std::make_unique<_XNode>();
-    element->kind = XNODE_ELEMENT;
-    if (!value.empty()) element->list.push_back(std::move(value));
-    tree[full] = std::move(element);
+    _XNode& element = FreshNode(tree[full], XNODE_ELEMENT);
+    if (!value.empty()) element.list.push_back(std::move(value));
   } else {
-    AddLeaf(std::move(value), full, tree);
+    FreshNode(tree[full], XNODE_VALUE).list.push_back(std::move(value));
   }
   // Builders create their subtree root before its children, so the parent is normally there;
   // a missing parent must not be conjured up as an empty entry.
-  auto parent = tree.find(parentPath);
+  auto parent = tree.find(std::string_view(full).substr(0, parentLength));
   if (parent != tree.end() && parent->second) parent->second->list.push_back(std::move(full));
 }
 
 void AddLeaf(std::string value, std::string path, NodeTree& tree) {
-  auto leaf = std::make_unique<_XNode>();
-  leaf->kind = XNODE_VALUE;
-  leaf->list.push_back(std::move(value));
-  tree[std::move(path)] = std::move(leaf);
+  FreshNode(tree[std::move(path)], XNODE_VALUE).list.push_back(std::move(value));
 }
 
 std::string ToGenericPath(std::string path) {
@@ -93,11 +109,9 @@ std::vector<std::string> GetQuery(const char* query, ResultMap& answer) {
 }
 
 std::string GetBIOSValue(std::string pathHead, std::string pathTail, NodeTree& /*tree*/) {
-  const std::string path = pathHead + pathTail;
-  ResultMap local;
-  BIOSConfig::BIOSConfigModule().ProcessXQuery(path, local);
-  auto it = local.find(path);
-  return it == local.end() || it->second.list.empty() ? std::string() : it->second.list.front();
+  std::string path = std::move(pathHead);
+  path += pathTail;
+  return BIOSConfig::BIOSConfigModule().FirstValue(path);
 }
 
 void ImportBIOSSubtree(std::string prefix, std::string query, NodeTree& tree) {

@@ -15,7 +15,7 @@ namespace Module::PlatformConfig {
 
 // The data manager's inventory: full path -> node. The tree owns its nodes; a node replaced
 // under its key is released at once (nothing else refers to it).
-using NodeTree = std::map<std::string, std::unique_ptr<_XNode>>;
+using NodeTree = std::map<std::string, std::unique_ptr<_XNode>, std::less<>>;
 
 // What AddNode makes: an element (a node whose children are paths) or a leaf (a value).
 constexpr int kLeaf = 0;

@@ -35,7 +35,6 @@ struct WorkerRecord {
   uint64_t affinityMask = 0;
   // Written by one side before it signals, read by the other after its wait returns.
   std::atomic<uint32_t> status{0};
-  uint32_t threadId = 0;
   uint32_t index = 0;  // the thread's start parameter points here
   std::atomic<uint32_t> requestCode{0};
   std::array<std::atomic<uint32_t>, 6> result{};
@@ -46,7 +45,6 @@ struct WorkerRecord {
     responseEvent.Close();
     affinityMask = 0;
     status = 0;
-    threadId = 0;
     index = 0;
     requestCode = 0;
     for (auto& r : result) r = 0;
@@ -112,6 +110,14 @@ void GroupWorkersIntoPackages() {
   }
 }
 
+// Whether identification will ask any worker: only a package that has processors is asked.
+bool AnyPackageToIdentify() {
+  for (const PackageRecord& package : gState.packages) {
+    if (package.logicalCount != 0) return true;
+  }
+  return false;
+}
+
 bool StartWorker(uint32_t w) {
   WorkerRecord& record = gState.workers[w];
   record.index = w;
@@ -122,12 +128,13 @@ bool StartWorker(uint32_t w) {
   for (auto& r : record.result) r = 0;
   record.thread = Sys::Thread::Create(&WorkerMain, &record.index);
   if (!record.thread.IsValid()) return false;
-  record.threadId = record.thread.Id();
   if (!record.thread.SetAffinity(record.affinityMask)) return false;
   return record.thread.Resume() != -1;
 }
 
 void EndWorkers() {
+  // All are told first, so they end together rather than one after another.
+  for (uint32_t w = 0; w < gState.workerCount; ++w) gState.workers[w].thread.BeginTerminate(~0u);
   for (uint32_t w = 0; w < gState.workerCount; ++w) {
     WorkerRecord& record = gState.workers[w];
     record.thread.Terminate(~0u);
@@ -170,6 +177,9 @@ uint32_t StartProcessorWorkers(const std::string& family, uint32_t physicalCount
   GroupWorkersIntoPackages();
   ReadPollSettings();
 
+  // The threads only answer identification: with no package to identify (the OS counts its
+  // packages otherwise than the BMC and SMBIOS), none would ever be asked, so none is started.
+  if (!AnyPackageToIdentify()) return 1;
   for (uint32_t w = 0; w < gState.workerCount; ++w) {
     if (!StartWorker(w)) {
       EndWorkers();

@@ -9,7 +9,9 @@ namespace Module::BIOSConfig {
 
 // Answers "/SMBIOS/..." and "/BIOS/..." queries from the machine's SMBIOS tables: the
 // settings' [SMBIOS] Image (a dump in the format `dmidecode --dump-bin` writes), else the
-// firmware's own tables. The decoded table is kept for the life of the process, per source.
+// firmware's own tables. The decoded table is kept for the life of the process, per source;
+// which source the settings name, and whether its image is there, is looked at once per query
+// (QueryScope: a host's call, or the whole of a module's query that asks this one).
 // A path it cannot answer adds nothing; "@children" as last step answers the element with its
 // child list only. A damaged table is answered from the structures before the damage (logged
 // once, code 2025); a table that cannot be found or read, or of which not one structure can be
@@ -22,6 +24,11 @@ class BIOSCONFIG_EXPORT BIOSConfigModule {
   using AnswerSource = std::function<void(const std::string& query, ResultMap& answer)>;
 
   void ProcessXQuery(std::string query, ResultMap& answer);
+
+  // The first string of the node ProcessXQuery(path) answers for path itself (a leaf's
+  // value, an element's first child), or "" when there is none; the same errors, but nothing
+  // below the node is copied, so a field costs a lookup.
+  std::string FirstValue(const std::string& path);
 
   // Answers every query from source instead of the tables, for tests that need answers no
   // well-formed table gives (an empty source brings the tables back); returns the previous one.

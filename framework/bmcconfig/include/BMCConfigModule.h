@@ -15,7 +15,9 @@ namespace Module::BMCConfig {
 // no reply or a non-zero completion code, a malformed reply or sensor number, and an event log
 // whose record IDs loop throw ResultStatus (codes 2040-2045). Each call is a query (QueryScope):
 // once the controller has failed it, or the query's time for the controller is spent
-// (BmcBudget), its remaining requests are refused at once (2046).
+// (BmcBudget), its remaining requests are refused at once (2046). Within a query a sensor
+// request is sent once: asked again, it gets the same reply, or throws the same failure; the
+// event log is walked afresh each time.
 class BMCCONFIG_EXPORT BMCConfigModule {
  public:
   using AnswerSource = std::function<void(const std::string& query, ResultMap& answer)>;

@@ -5,8 +5,9 @@
 
 // The one settings file shared by the module and the framework, "OrdixServMgmtSettings.ini".
 // A missing file, section or key gives the caller's default, and so does a file that cannot be
-// read (Problem() says why). The file is looked at on every call (parsed again when it has
-// changed), so a changed setting takes effect at the next reading.
+// read (Problem() says why). A changed setting takes effect at the next query: on Linux the
+// file is looked at once per query (QueryScope), and on every call made outside one, and parsed
+// again when it has changed; the Windows profile API reads it on every call.
 namespace Ordix::Settings {
 
 constexpr const char* kFileName = "OrdixServMgmtSettings.ini";

@@ -1,50 +1,42 @@
 #include "sys/Event.h"
 
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <chrono>
 #include <climits>
-#include <optional>
+#include <exception>
+#include <new>
 #include <utility>
 
-#include "Cancellation.h"
+#include "ThreadControl.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define PC_SYS_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define PC_SYS_ASAN 1
-#endif
-#endif
-#ifdef PC_SYS_ASAN
-#include <sanitizer/asan_interface.h>
-#endif
-
-// An eventfd: Set adds to its counter, Reset drains it, Wait polls for readability without
-// reading, so the event stays set for every waiter until it is reset. Wait's poll() is the
-// only cancellation point here (Set, Reset and Close shut cancellation out) and no lock is held
-// around it, so Thread::Terminate ends a waiting thread there; nothing on that path is
-// noexcept, as the forced unwind of a cancellation passes through it.
+// A futex word: bit 0 is set while the event is signalled; the bits above change only to
+// release the waits of a thread being ended (ThreadControl). Set, Reset and a wait on a set
+// event make no system call; a wait that blocks, and a Set that has a waiter to release, make
+// one each. A wait of a thread being ended (Thread::Terminate) ends the thread there.
 
 namespace Sys {
 
 namespace {
 
-// Runs when a cancellation unwinds Wait. AddressSanitizer clears the stack's shadow when a C++
-// exception is thrown, but not when a cancellation starts its forced unwind, so the redzones
-// of the frames it leaves would stay and trip the checks of code that later runs there.
-// Clearing from here, the innermost instrumented frame, does what a throw would.
-struct CancellationGuard {
-  bool armed = true;
-  ~CancellationGuard() {
-#ifdef PC_SYS_ASAN
-    if (armed) __asan_handle_no_return();
-#endif
-  }
+constexpr uint32_t kSetBit = 1;
+
+struct EventState {
+  std::atomic<uint32_t> word{0};
+  std::atomic<uint32_t> waiters{0};
 };
+
+EventState* StateOf(std::intptr_t native) {
+  return reinterpret_cast<EventState*>(native);
+}
+
+// What is left until deadline, rounded up, for a relative futex wait; false once it has passed.
+bool TimeLeft(std::chrono::steady_clock::time_point deadline, timespec& left) {
+  const auto now = std::chrono::steady_clock::now();
+  if (now >= deadline) return false;
+  const auto ns = std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - now).count();
+  left.tv_sec = static_cast<time_t>(ns / 1000000000);
+  left.tv_nsec = static_cast<long>(ns % 1000000000);
+  return true;
+}
 
 }  // namespace
 
@@ -64,8 +56,9 @@ Event& Event::operator=(Event&& other) noexcept {
 
 Event Event::CreateManualReset() {
   Event event;
-  const int fd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (fd >= 0) event.native_ = fd;
+  if (auto* state = new (std::nothrow) EventState) {
+    event.native_ = reinterpret_cast<std::intptr_t>(state);
+  }
   return event;
 }
 
@@ -75,60 +68,51 @@ bool Event::IsValid() const {
 
 bool Event::Set() {
   if (!IsValid()) return false;
-  const Posix::NoCancellation whole;
-  const uint64_t one = 1;
-  for (;;) {
-    if (::write(static_cast<int>(native_), &one, sizeof one) == sizeof one) return true;
-    // EAGAIN: the counter is at its maximum, so the event is set already.
-    if (errno == EAGAIN) return true;
-    if (errno != EINTR) return false;
+  EventState& state = *StateOf(native_);
+  // Sequentially consistent with the waiter's count-then-look: one of the two sees the other.
+  if ((state.word.fetch_or(kSetBit) & kSetBit) == 0 && state.waiters.load() != 0) {
+    Posix::FutexWakeAll(state.word);
   }
+  return true;
 }
 
 bool Event::Reset() {
   if (!IsValid()) return false;
-  const Posix::NoCancellation whole;
-  uint64_t count = 0;
-  for (;;) {
-    // One read takes the whole counter (not a semaphore eventfd).
-    if (::read(static_cast<int>(native_), &count, sizeof count) == sizeof count) return true;
-    if (errno == EAGAIN) return true;  // not set
-    if (errno != EINTR) return false;
-  }
+  StateOf(native_)->word.fetch_and(~kSetBit);
+  return true;
 }
 
 Event::WaitResult Event::Wait(uint32_t timeoutMs) {
   if (!IsValid()) return WaitResult::Failed;
-  using Clock = std::chrono::steady_clock;
+  EventState& state = *StateOf(native_);
+  Posix::ThreadControl* const self = Posix::CurrentThreadControl();
+  // A wait in a destructor run by the unwinding must not throw again: it just fails.
+  const bool mayEnd = self != nullptr && std::uncaught_exceptions() == 0;
+  if (!mayEnd && self != nullptr && self->Ending()) return WaitResult::Failed;
+  if (mayEnd && !self->BeginWait(&state.word)) throw Posix::ThreadEnding{};
+
   const bool infinite = timeoutMs == kInfinite;
-  const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-  CancellationGuard guard;
-  std::optional<WaitResult> result;
-  while (!result) {
-    int pollMs = -1;
-    if (!infinite) {
-      const auto left =
-          std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-      // Long waits go in INT_MAX steps; a deadline passed still polls once, without waiting.
-      pollMs = static_cast<int>(left <= 0 ? 0 : left < INT_MAX ? left : INT_MAX);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  WaitResult result = WaitResult::TimedOut;
+  state.waiters.fetch_add(1);
+  for (;;) {
+    const uint32_t word = state.word.load();
+    if ((word & kSetBit) != 0) {
+      result = WaitResult::Signalled;
+      break;
     }
-    pollfd entry{static_cast<int>(native_), POLLIN, 0};
-    const int ready = ::poll(&entry, 1, pollMs);  // the cancellation point
-    if (ready > 0) {
-      result = (entry.revents & POLLIN) != 0 ? WaitResult::Signalled : WaitResult::Failed;
-    } else if (ready < 0 && errno != EINTR) {
-      result = WaitResult::Failed;
-    } else if (ready == 0 && !infinite && Clock::now() >= deadline) {
-      result = WaitResult::TimedOut;
-    }
+    if (mayEnd && self->Ending()) break;
+    timespec left{};
+    if (!infinite && !TimeLeft(deadline, left)) break;
+    Posix::FutexWait(state.word, word, infinite ? nullptr : &left);
   }
-  guard.armed = false;
-  return *result;
+  state.waiters.fetch_sub(1);
+  if (mayEnd && !self->EndWait()) throw Posix::ThreadEnding{};
+  return result;
 }
 
 void Event::Close() {
-  const Posix::NoCancellation fromDestructor;
-  if (IsValid()) ::close(static_cast<int>(std::exchange(native_, kNone)));
+  if (IsValid()) delete StateOf(std::exchange(native_, kNone));
 }
 
 }  // namespace Sys

@@ -9,8 +9,6 @@
 #include <cstring>
 #include <utility>
 
-#include "Cancellation.h"
-
 // The named object is an AF_UNIX socket bound in the abstract namespace: the kernel keeps the
 // name exactly as long as a descriptor of the bound socket is open, so it vanishes when its
 // holder closes it or dies, like a named kernel object on Windows. The namespace is per network
@@ -71,7 +69,6 @@ bool NamedLock::IsValid() const {
 }
 
 void NamedLock::Close() {
-  const Posix::NoCancellation fromDestructor;
   if (IsValid()) ::close(static_cast<int>(std::exchange(native_, kNone)));
 }
 

@@ -1,11 +1,13 @@
 #include "sys/ProcessorTopology.h"
 
+#include <dirent.h>
+
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
+#include <memory>
+
+#include "SmallFile.h"
 
 namespace Sys {
 
@@ -20,10 +22,9 @@ bool CpuNumber(const std::string& name, unsigned long& cpu) {
 }
 
 // The whole number a sysfs file holds (one line); false when missing or not a number.
-bool ReadNumber(const std::filesystem::path& path, long& value) {
-  std::ifstream in(path);
-  if (!in) return false;
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+bool ReadNumber(const std::string& path, long& value) {
+  std::string text;
+  if (!Posix::ReadSmallFile(path, text)) return false;
   const char* begin = text.c_str();
   char* end = nullptr;
   errno = 0;
@@ -34,24 +35,29 @@ bool ReadNumber(const std::filesystem::path& path, long& value) {
   return end == stop;
 }
 
+struct DirCloser {
+  void operator()(DIR* dir) const { ::closedir(dir); }
+};
+
 }  // namespace
 
 int GetProcessorPackageMasks(std::vector<uint64_t>& masks, size_t maxMasks) {
   masks.clear();
-  namespace fs = std::filesystem;
-  std::error_code error;
-
   // Package id -> its processors, so the masks come in ascending package-id order. A CPU
   // that is offline has no topology directory and counts in no package; CPUs 64 and above
   // cannot be represented and are left out (a package made only of them is not listed).
   std::map<long, uint64_t> packages;
   bool anyRead = false;
-  for (fs::directory_iterator entry(SourcePath("/sys/devices/system/cpu"), error);
-       !error && entry != fs::directory_iterator(); entry.increment(error)) {
+  const std::string cpus = SourcePath("/sys/devices/system/cpu");
+  const std::unique_ptr<DIR, DirCloser> dir(::opendir(cpus.c_str()));
+  for (const dirent* entry = dir ? ::readdir(dir.get()) : nullptr; entry != nullptr;
+       entry = ::readdir(dir.get())) {
     unsigned long cpu = 0;
     long package = 0;
-    if (!CpuNumber(entry->path().filename().string(), cpu)) continue;
-    if (!ReadNumber(entry->path() / "topology" / "physical_package_id", package)) continue;
+    if (!CpuNumber(entry->d_name, cpu)) continue;
+    if (!ReadNumber(cpus + "/" + entry->d_name + "/topology/physical_package_id", package)) {
+      continue;
+    }
     anyRead = true;
     if (cpu < 64) packages[package] |= uint64_t{1} << cpu;
   }

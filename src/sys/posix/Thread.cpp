@@ -1,43 +1,102 @@
 #include "sys/Thread.h"
 
+#include <linux/futex.h>
 #include <pthread.h>
 #include <sched.h>
-#include <semaphore.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <utility>
 
-#include "Cancellation.h"
+#include "SmallFile.h"
 #include "TextParsers.h"
+#include "ThreadControl.h"
 
-// Termination is a deferred pthread_cancel followed by pthread_join: the thread ends at its
-// next cancellation point (Event::Wait polls, which is one), unwinding its stack, so it never
-// dies inside the allocator or holding a runtime lock, and it is gone when Terminate returns.
+// Terminate ends a thread at its wait (ThreadControl): the wait it is in, or the next one it
+// makes, unwinds its stack, so it never dies inside the allocator or holding a runtime lock, and
+// it is gone when Terminate returns. Create does not wait for the thread to start: its kernel id
+// is waited for only when asked.
 
 namespace Sys {
 
-struct Thread::Handle {
-  pthread_t thread{};
-  Routine routine = nullptr;
-  void* parameter = nullptr;
-  uint32_t tid = 0;
-  sem_t started{};  // posted by the new thread once tid is set
+namespace Posix {
 
-  // Must not be noexcept: a cancellation unwinds through it.
-  static void* Start(void* argument) {
-    auto* self = static_cast<Handle*>(argument);
-    self->tid = static_cast<uint32_t>(::gettid());
-    const Routine routine = self->routine;
-    void* const parameter = self->parameter;
-    ::sem_post(&self->started);
-    routine(parameter);
+void FutexWait(std::atomic<uint32_t>& word, uint32_t expected, const timespec* relative) {
+  ::syscall(SYS_futex, reinterpret_cast<uint32_t*>(&word), FUTEX_WAIT_PRIVATE, expected, relative,
+            nullptr, 0);
+}
+
+void FutexWakeAll(std::atomic<uint32_t>& word) {
+  ::syscall(SYS_futex, reinterpret_cast<uint32_t*>(&word), FUTEX_WAKE_PRIVATE, INT_MAX, nullptr,
+            nullptr, 0);
+}
+
+bool ThreadControl::BeginWait(std::atomic<uint32_t>* word) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (ending_) return false;
+  waitingOn_ = word;
+  return true;
+}
+
+bool ThreadControl::EndWait() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  waitingOn_ = nullptr;
+  return !ending_;
+}
+
+void ThreadControl::End() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  ending_ = true;
+  if (waitingOn_ != nullptr) {
+    waitingOn_->fetch_add(kEndingWake);
+    FutexWakeAll(*waitingOn_);
+  }
+}
+
+namespace {
+thread_local ThreadControl* tControl = nullptr;
+}  // namespace
+
+ThreadControl* CurrentThreadControl() {
+  return tControl;
+}
+
+}  // namespace Posix
+
+namespace {
+
+// Handed to the new thread, which owns it from then on; it shares the control with the Thread
+// object, so either may go first.
+struct StartBlock {
+  Thread::Routine routine = nullptr;
+  void* parameter = nullptr;
+  std::shared_ptr<Posix::ThreadControl> control;
+
+  static void* Run(void* argument) {
+    const std::unique_ptr<StartBlock> self(static_cast<StartBlock*>(argument));
+    Posix::ThreadControl& control = *self->control;
+    Posix::tControl = &control;
+    control.tid = static_cast<uint32_t>(::gettid());
+    Posix::FutexWakeAll(control.tid);
+    try {
+      self->routine(self->parameter);
+    } catch (const Posix::ThreadEnding&) {
+      // Ended by Terminate at one of its waits.
+    }
+    Posix::tControl = nullptr;
     return nullptr;
   }
+};
+
+}  // namespace
+
+struct Thread::Handle {
+  pthread_t thread{};
+  std::shared_ptr<Posix::ThreadControl> control;
 };
 
 Thread::~Thread() {
@@ -59,20 +118,22 @@ Thread& Thread::operator=(Thread&& other) noexcept {
 Thread Thread::Create(Routine routine, void* parameter) {
   Thread result;
   if (routine == nullptr) return result;
-  const Posix::NoCancellation untilStarted;  // the handle must outlive the start handshake
   auto handle = std::make_unique<Handle>();
-  handle->routine = routine;
-  handle->parameter = parameter;
-  if (::sem_init(&handle->started, 0, 0) != 0) return result;
-  if (::pthread_create(&handle->thread, nullptr, &Handle::Start, handle.get()) != 0) {
-    ::sem_destroy(&handle->started);
+  handle->control = std::make_shared<Posix::ThreadControl>();
+  auto start = std::make_unique<StartBlock>(StartBlock{routine, parameter, handle->control});
+  if (::pthread_create(&handle->thread, nullptr, &StartBlock::Run, start.get()) != 0) {
     return result;
   }
-  while (::sem_wait(&handle->started) != 0 && errno == EINTR) {
-  }
-  result.id_ = handle->tid;
+  start.release();  // the thread's now
   result.handle_ = handle.release();
   return result;
+}
+
+uint32_t Thread::Id() const {
+  if (handle_ == nullptr) return 0;
+  std::atomic<uint32_t>& tid = handle_->control->tid;
+  for (uint32_t id = tid.load(); id == 0; id = tid.load()) Posix::FutexWait(tid, 0, nullptr);
+  return tid.load();
 }
 
 bool Thread::IsValid() const {
@@ -101,16 +162,22 @@ long Thread::Resume() {
   return IsValid() ? 0 : -1;
 }
 
-void Thread::Terminate(uint32_t /*exitCode: a cancelled thread has none of its own*/) {
+void Thread::BeginTerminate(uint32_t /*exitCode: an ended thread has none of its own*/) {
+  if (IsValid()) handle_->control->End();
+}
+
+void Thread::Terminate(uint32_t /*exitCode: an ended thread has none of its own*/) {
   if (!IsValid()) return;
-  const Posix::NoCancellation fromDestructor;  // pthread_join is a cancellation point
-  std::unique_ptr<Handle> handle(std::exchange(handle_, nullptr));
+  const std::unique_ptr<Handle> handle(std::exchange(handle_, nullptr));
   id_ = 0;
-  ::pthread_cancel(handle->thread);  // harmless on a thread that has already returned
-  // Join fails only for the calling thread itself, which then ends at its next cancellation
-  // point; detaching lets the system reclaim it. It no longer touches the handle.
-  if (::pthread_join(handle->thread, nullptr) != 0) ::pthread_detach(handle->thread);
-  ::sem_destroy(&handle->started);
+  handle->control->End();  // harmless on a thread that has already returned
+  // A thread ending itself cannot wait for itself: it ends at its next wait and is reaped by
+  // the system; its control stays with it.
+  if (::pthread_equal(handle->thread, ::pthread_self()) != 0) {
+    ::pthread_detach(handle->thread);
+    return;
+  }
+  ::pthread_join(handle->thread, nullptr);
 }
 
 bool SetCurrentThreadAffinity(uint64_t mask) {
@@ -132,10 +199,11 @@ bool GetProcessAffinityMask(uint64_t& processMask, uint64_t& systemMask) {
   // The system's processors: those online (live, like the process mask). Without that list
   // the process's own stand in; either way the system mask contains the process mask.
   systemMask = 0;
-  std::ifstream online("/sys/devices/system/cpu/online");
-  const std::string text((std::istreambuf_iterator<char>(online)),
-                         std::istreambuf_iterator<char>());
-  if (!Posix::ParseCpuList(text, systemMask)) systemMask = 0;
+  std::string text;
+  if (!Posix::ReadSmallFile("/sys/devices/system/cpu/online", text) ||
+      !Posix::ParseCpuList(text, systemMask)) {
+    systemMask = 0;
+  }
   systemMask |= processMask;
   return true;
 }

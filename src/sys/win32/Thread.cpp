@@ -42,6 +42,7 @@ constexpr uint32_t kTerminatedExitCode = 0xFFFFFFFFu;
 struct Thread::Handle {
   HANDLE thread = nullptr;
   StartBlock start;
+  bool terminated = false;  // TerminateThread called
 };
 
 Thread::~Thread() {
@@ -83,6 +84,10 @@ Thread Thread::Create(Routine routine, void* parameter) {
   return result;
 }
 
+uint32_t Thread::Id() const {
+  return id_;
+}
+
 bool Thread::IsValid() const {
   return handle_ != nullptr;
 }
@@ -98,13 +103,19 @@ long Thread::Resume() {
   return previous == static_cast<DWORD>(-1) ? -1L : static_cast<long>(previous);
 }
 
-void Thread::Terminate(uint32_t exitCode) {
-  if (handle_ == nullptr) return;
-  Handle* handle = std::exchange(handle_, nullptr);
-  id_ = 0;
+void Thread::BeginTerminate(uint32_t exitCode) {
+  if (handle_ == nullptr || handle_->terminated) return;
   // A thread whose routine has returned ends by itself (it may be in its detach notifications);
   // the handle is signalled once the thread is gone.
-  if (!handle->start.returned) ::TerminateThread(handle->thread, exitCode);
+  if (!handle_->start.returned) ::TerminateThread(handle_->thread, exitCode);
+  handle_->terminated = true;
+}
+
+void Thread::Terminate(uint32_t exitCode) {
+  if (handle_ == nullptr) return;
+  BeginTerminate(exitCode);
+  Handle* handle = std::exchange(handle_, nullptr);
+  id_ = 0;
   ::WaitForSingleObject(handle->thread, INFINITE);
   ::CloseHandle(handle->thread);
   ::CloseHandle(handle->start.started);

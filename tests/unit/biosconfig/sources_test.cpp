@@ -8,6 +8,7 @@
 #include "BIOSConfigModule.h"
 #include "ErrorCodes.h"
 #include "LogCapture.h"
+#include "QueryScope.h"
 #include "Settings.h"
 #include "SmbiosBuilder.h"
 #include "TempDir.h"
@@ -69,6 +70,76 @@ TEST(BIOSConfigModule, AnswersQueriesFromTheImageTheSettingsName) {
   }
 }
 
+// A field looked up alone is the first string of what the query answers for its path, from the
+// tables or from an installed source alike, whatever the form of the path.
+TEST(BIOSConfigModule, FirstValueIsTheFirstStringOfTheQuerysNode) {
+  const TempDir dir;
+  const TestSupport::ScopedEnv env("ORDIX_CONFIG_DIR", dir.Path());
+  const std::string image = dir.Write("tables.bin", SmallImage("Acme"));
+  dir.Write(Ordix::Settings::kFileName, "[SMBIOS]\nImage=" + image + "\n");
+  const auto firstOfAnswer = [](const std::string& path) {
+    const ResultMap answer = Ask(path);
+    auto it = answer.find(path);
+    return it == answer.end() || it->second.list.empty() ? "" : it->second.list.front();
+  };
+  const char* paths[] = {"/BIOS/Vendor",
+                         "/BIOS",
+                         "/SMBIOS/Type4[1]/ProcessorFamily",
+                         "/SMBIOS/MemoryArray/TotalNoOfArray",
+                         "/SMBIOS/Type4[2]",
+                         "/BIOS/More",
+                         "//BIOS/Vendor",
+                         "/BIOS/@children",
+                         ""};
+  const std::string expected[] = {"Acme", "/BIOS/Vendor", "Xeon", "0", "", "", "", "", ""};
+  const auto check = [&](const std::string& why) {
+    for (size_t i = 0; i < std::size(paths); ++i) {
+      const std::string value = Module::BIOSConfig::BIOSConfigModule().FirstValue(paths[i]);
+      EXPECT_EQ(value, firstOfAnswer(paths[i])) << why << paths[i];
+      if (why == "tables ") {
+        EXPECT_EQ(value, expected[i]) << paths[i];
+      }
+    }
+  };
+  check("tables ");
+  using Module::BIOSConfig::BIOSConfigModule;
+  BIOSConfigModule::InstallAnswerSource([](const std::string& query, ResultMap& answer) {
+    answer[query] = _XNode{XNODE_VALUE, {"from the source " + query}, {}};
+  });
+  check("source ");
+  EXPECT_EQ(BIOSConfigModule().FirstValue("/BIOS/Vendor"), "from the source /BIOS/Vendor");
+  BIOSConfigModule::InstallAnswerSource({});
+  dir.Write(Ordix::Settings::kFileName, "[SMBIOS]\nImage=" + image + ".missing\n");
+  EXPECT_THROW(BIOSConfigModule().FirstValue("/BIOS/Vendor"), ResultStatus);
+}
+
+// A query finds its tables once: an image configured, or repaired, while it runs is used from
+// the next query on, and a query that found none fails each of its lookups the same way.
+TEST(BIOSConfigModule, AQueryFindsItsTablesOnce) {
+  const TempDir dir;
+  const TestSupport::ScopedEnv env("ORDIX_CONFIG_DIR", dir.Path());
+  const std::string first = dir.Write("first.bin", SmallImage("First"));
+  const std::string second = dir.MakeDir("second.bin");
+  dir.Write(Ordix::Settings::kFileName, "[SMBIOS]\nImage=" + second + "\n");
+  const auto vendor = [] { return Ask("/BIOS/Vendor").at("/BIOS/Vendor").list; };
+  {
+    const QueryScope query;
+    const std::string whyNot = "not a regular file";
+    ExpectStatus(Code::kSmbiosUnreadable, whyNot, "before", [&] { Ask("/BIOS/Vendor"); });
+    std::filesystem::remove(second);
+    dir.Write("second.bin", SmallImage("Second"));
+    ExpectStatus(Code::kSmbiosUnreadable, whyNot, "repaired meanwhile", [&] { Ask("/BIOS"); });
+  }
+  EXPECT_EQ(vendor(), Texts{"Second"});
+  {
+    const QueryScope query;
+    EXPECT_EQ(vendor(), Texts{"Second"});
+    dir.Write(Ordix::Settings::kFileName, "[SMBIOS]\nImage=" + first + "\n");
+    EXPECT_EQ(vendor(), Texts{"Second"});
+  }
+  EXPECT_EQ(vendor(), Texts{"First"});
+}
+
 // A damaged table stays damaged for the life of the process: repairing the file changes
 // nothing. A missing or unreadable file is looked for again.
 TEST(AnswerTreeFor, DamagedImageErrorIsKeptUnreadableOrMissingIsNot) {
@@ -88,7 +159,8 @@ TEST(AnswerTreeFor, DamagedImageErrorIsKeptUnreadableOrMissingIsNot) {
   });
   std::filesystem::remove(unreadable);
   dir.Write("unreadable.bin", SmallImage("Fixed"));
-  EXPECT_EQ(AnswerTreeFor({unreadable, dir.Path()})->at("/BIOS/Vendor").list, Texts{"Fixed"});
+  EXPECT_EQ(AnswerTreeFor({unreadable, dir.Path()})->Nodes().at("/BIOS/Vendor").list,
+            Texts{"Fixed"});
 }
 
 // A table broken after its first structures is answered from those, and the damage is logged
@@ -99,7 +171,7 @@ TEST(AnswerTreeFor, DamagedTableIsAnsweredUpToTheDamageWhichIsLoggedOnce) {
   const std::string image = dir.Write("broken.bin", Text(Image(EntryPoint3(table.size()), table)));
   const TestSupport::LogCapture log;
   for (int query = 0; query < 2; ++query) {
-    EXPECT_EQ(AnswerTreeFor({image, dir.Path()})->at("/BIOS/Vendor").list, Texts{"Acme"});
+    EXPECT_EQ(AnswerTreeFor({image, dir.Path()})->Nodes().at("/BIOS/Vendor").list, Texts{"Acme"});
   }
   ASSERT_EQ(log.Records().size(), 1U);
   const std::string& text = log.Records()[0].text;
@@ -123,7 +195,7 @@ TEST(AnswerTreeFor, FirmwareDirectoryWhenNoImageAndNotFoundWhenNeither) {
     AnswerTreeFor({"", dir});
   });
   firmware.Write("DMI", Text(SmallTable("Firmware")));
-  EXPECT_EQ(AnswerTreeFor({missingImage, dir})->at("/BIOS/Vendor").list, Texts{"Firmware"});
+  EXPECT_EQ(AnswerTreeFor({missingImage, dir})->Nodes().at("/BIOS/Vendor").list, Texts{"Firmware"});
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "BMCConfigModule.h"
+#include "QueryScope.h"
 #include "Raised.h"
 #include "TempDir.h"
 
@@ -76,6 +77,45 @@ TEST_F(BmcOverIpmi, FailuresThrowWithTheRequestAndOtherPathsSendNothing) {
     EXPECT_EQ(status->GetDetail(), detail);
   }
   EXPECT_EQ(Query("/BMC/SENSOR[5]/PROCEVENT")["/BMC/SENSOR[5]/PROCEVENT"].list, Strings{"c0"});
+}
+
+// Within one query a sensor request is sent once: its reply, or its failure, answers the same
+// request again however the query writes it, and the next query reads the controller afresh.
+// The event log is walked afresh each time.
+TEST_F(BmcOverIpmi, AQuerySendsEachSensorRequestOnce) {
+  const auto first = [&](const std::string& query, const std::string& key) {
+    const ResultMap answer = Query(query);
+    return answer.count(key) != 0 && !answer.at(key).list.empty() ? answer.at(key).list[0] : "";
+  };
+  const std::string value = "/BMC/SENSOR[5]/VALUE";
+  const std::string sel = "sel 01 00 02 00 00 00 00 20 00 04 0c 08 6f 40 ff ff\n";
+  Script("reading 5 00 c0\n" + sel);
+  {
+    const QueryScope query;
+    EXPECT_EQ(first(value, value), "0 c0");
+    Script("reading 5 07\nevent-status 5 c0\n" + sel +
+           "sel 02 00 02 00 00 00 00 20 00 04 0c 08 6f 40 ff ff\n");
+    EXPECT_EQ(first("/BMC//SENSOR[005]/VALUE/", "/BMC/SENSOR[005]/VALUE"), "0 c0");
+    EXPECT_EQ(first("/BMC/SENSOR[5]/PROCEVENT", "/BMC/SENSOR[5]/PROCEVENT"), "c0");
+    EXPECT_EQ(Query("/BMC/SEL/RECORD").size(), 2U) << "the log is read again";
+  }
+  EXPECT_EQ(first(value, value), "7");
+
+  Script("fail 1\nreading 5 02\nreading 6 03\n");
+  {
+    const QueryScope query;
+    const auto failed = BmcTest::Raised([&] { Query(value); });
+    ASSERT_TRUE(failed.has_value());
+    EXPECT_EQ(failed->GetCode(), 2040);
+    // A second send would have been answered: the script fails only the first.
+    const auto again = BmcTest::Raised([&] { Query(value); });
+    ASSERT_TRUE(again.has_value());
+    EXPECT_EQ(again->GetCode(), 2040);
+    EXPECT_EQ(again->GetDetail(), failed->GetDetail());
+    const auto other = BmcTest::Raised([&] { Query("/BMC/SENSOR[6]/VALUE"); });
+    EXPECT_TRUE(other && other->GetCode() == 2046) << "a new request is refused as before";
+  }
+  EXPECT_EQ(first(value, value), "2");
 }
 
 TEST_F(BmcOverIpmi, AnInstalledSourceAnswersInsteadOfTheController) {

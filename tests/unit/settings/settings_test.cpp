@@ -3,6 +3,7 @@
 #include <chrono>
 #include <filesystem>
 
+#include "QueryScope.h"
 #include "Settings.h"
 #include "TempDir.h"
 
@@ -29,6 +30,28 @@ TEST(Settings, ReadsTheConfiguredFileAndFallsBackPerKey) {
   EXPECT_EQ(GetInt("MSRObjectTimeouts", "PollInterval", 10), 30);
   dir.Write(kFileName, "[MSRObjectTimeouts]\nPollInterval=2\n");
   EXPECT_EQ(GetInt("MSRObjectTimeouts", "PollInterval", 10), 2);
+}
+
+// A query looks at the file once: what it read stands for the rest of it, a nested scope
+// included, and the next query (or a reading outside any) sees the file as it is now.
+TEST(Settings, AQueryLooksAtTheFileOnce) {
+  TestSupport::TempDir dir;
+  ScopedEnv env("ORDIX_CONFIG_DIR", dir.Path());
+  dir.Write(kFileName, "[BMC]\nTimeoutMs=1000\n");
+  {
+    const QueryScope query;
+    EXPECT_EQ(GetInt("BMC", "TimeoutMs", 0), 1000);
+    dir.Write(kFileName, "[BMC]\nTimeoutMs=20000\n");
+    EXPECT_EQ(GetInt("BMC", "TimeoutMs", 0), 1000);
+    const QueryScope nested;
+    EXPECT_EQ(GetInt("BMC", "TimeoutMs", 0), 1000);
+  }
+  {
+    const QueryScope next;
+    EXPECT_EQ(GetInt("BMC", "TimeoutMs", 0), 20000);
+  }
+  dir.Write(kFileName, "[BMC]\nTimeoutMs=3\n");
+  EXPECT_EQ(GetInt("BMC", "TimeoutMs", 0), 3);
 }
 
 // Integers are decimal on every OS, as the Windows profile API reads them.

@@ -87,6 +87,32 @@ TEST(PosixThread, TerminateCancelsAtTheWaitUnwindsAndReapsTheThread) {
   }
 }
 
+// Ending many threads: each is told first (BeginTerminate), and they unwind together, before
+// any is waited for; a thread told while it is still starting ends at its first wait.
+TEST(PosixThread, BeginTerminateEndsThreadsWithoutWaitingForThem) {
+  constexpr int kThreads = 4;
+  Worker workers[kThreads];
+  Thread threads[kThreads];
+  for (int i = 0; i < kThreads; ++i) {
+    threads[i] = Thread::Create(&Worker::Main, &workers[i]);
+    ASSERT_TRUE(threads[i].IsValid());
+  }
+  for (int i = 0; i < kThreads; ++i) threads[i].BeginTerminate(static_cast<uint32_t>(-1));
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  for (Worker& worker : workers) {
+    while (!worker.unwound && std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::yield();
+    }
+    EXPECT_TRUE(worker.unwound);
+    EXPECT_FALSE(worker.passedWait);
+  }
+  for (Thread& thread : threads) {
+    EXPECT_NE(thread.Id(), 0u) << "still held until Terminate reaps it";
+    thread.Terminate(static_cast<uint32_t>(-1));
+    EXPECT_FALSE(thread.IsValid());
+  }
+}
+
 // Runs on the pinned thread once started: where it runs.
 struct Where {
   Event go = Event::CreateManualReset();

@@ -30,7 +30,8 @@ class Event {
   void Close();
 
  private:
-  // The OS handle (a file descriptor on Linux, a HANDLE on Windows); kNone when not valid.
+  // The OS's event (on Linux the address of its futex word, on Windows a HANDLE); kNone when
+  // not valid.
   static constexpr std::intptr_t kNone = -1;
   std::intptr_t native_ = kNone;
 };

@@ -22,8 +22,9 @@ class Thread {
   static Thread Create(Routine routine, void* parameter);
 
   bool IsValid() const;
-  // The OS's identifier of the thread, 0 when not valid.
-  uint32_t Id() const { return id_; }
+  // The OS's identifier of the thread, 0 when not valid. (Linux: a thread publishes its own
+  // once it runs, so the first call may wait for it to start.)
+  uint32_t Id() const;
 
   // Pins the thread to the logical processors whose bits are set in mask.
   bool SetAffinity(uint64_t mask);
@@ -31,15 +32,19 @@ class Thread {
   // Threads made by Create already run, so this returns 0 for them.
   long Resume();
 
-  // Ends the thread wherever it is and waits until it is gone, then releases the handle. A
-  // thread blocked in Event::Wait is ended there; one running ordinary code is ended at its
-  // next wait, so it never dies holding a lock of the runtime. Harmless when not valid.
+  // Ends the thread and waits until it is gone, then releases the handle. A thread blocked in
+  // Event::Wait is ended there; one running ordinary code is ended at its next wait (Linux:
+  // its stack unwound from there, so its destructors run), so it never dies holding a lock of
+  // the runtime. Harmless when not valid.
   void Terminate(uint32_t exitCode);
+  // Starts ending the thread as Terminate does, without waiting for it to go; Terminate then
+  // waits. Ending many threads, start ending them all first, so they go together.
+  void BeginTerminate(uint32_t exitCode);
 
  private:
   struct Handle;
   Handle* handle_ = nullptr;  // owned; null when not valid
-  uint32_t id_ = 0;
+  uint32_t id_ = 0;           // Windows: known at creation
 };
 
 // Pins the calling thread to the logical processors of mask.
