@@ -6,7 +6,7 @@
 
 #include "QueryScope.h"
 #include "Settings.h"
-#include "bmc_budget.h"
+#include "budget_arithmetic.h"
 
 namespace Module::BMCConfig {
 

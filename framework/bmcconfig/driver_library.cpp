@@ -9,19 +9,14 @@
 #include "BmcBudget.h"
 #include "ErrorCodes.h"
 #include "bmc_error.h"
-#include "library_location.h"
-#include "sys/Process.h"
 
 namespace Module::BMCConfig {
 
 namespace {
 
-constexpr const char* kDriverBaseName = "quarnapi";
 constexpr const char* kSendSymbol = "SendTimedImbpRequest";
-constexpr const char* kLastErrorSymbol = "GetImbpLastError";
 // No bound of our own: the driver's ([BMC] TimeoutMs), or what is left of the query's.
 constexpr int kDriverBound = 0;
-constexpr uint32_t kMaxErrorText = 1024;
 constexpr uint8_t kPrimaryBus = 0;
 
 const char* StatusName(int status) {
@@ -43,46 +38,18 @@ const char* StatusName(int status) {
   }
 }
 
-std::vector<std::string> DriverCandidates() {
-  const std::string name = Sys::SharedLibraryFileName(kDriverBaseName);
-  std::vector<std::string> candidates{name};
-  const std::string beside = ThisLibraryDirectory();
-  if (!beside.empty()) candidates.push_back(beside + "/" + name);
-  return candidates;
-}
+// Any object of this library will do to find the directory it was loaded from.
+const char kThisLibrary = 0;
 
 }  // namespace
 
-DriverLibrary::DriverLibrary(Sys::DynamicLibrary library, SendTimedImbpRequestFn send,
-                             GetImbpLastErrorFn lastError)
-    : library_(std::move(library)), send_(send), lastError_(lastError) {}
-
 DriverLibrary DriverLibrary::Load(const std::vector<std::string>& candidates) {
-  std::string reasons;
-  for (const std::string& candidate : candidates) {
-    std::string reason;
-    Sys::DynamicLibrary library = Sys::DynamicLibrary::Open(candidate, reason);
-    if (!library.IsLoaded()) {
-      // The loader's reason usually names the file already.
-      if (reason.find(candidate) == std::string::npos) reason = candidate + ": " + reason;
-      reasons += (reasons.empty() ? "" : "; ") + reason;
-      continue;
-    }
-    void* send = library.Symbol(kSendSymbol);
-    if (send == nullptr) {
-      ThrowBmc(ErrorCode::kBmcDriverNotLoaded, candidate + ": no function " + kSendSymbol);
-    }
-    return DriverLibrary(std::move(library), reinterpret_cast<SendTimedImbpRequestFn>(send),
-                         reinterpret_cast<GetImbpLastErrorFn>(library.Symbol(kLastErrorSymbol)));
+  Ordix::Imb::LoadedDriver driver = Ordix::Imb::LoadDriver(candidates, /*pinned=*/false);
+  if (!driver.IsLoaded()) ThrowBmc(ErrorCode::kBmcDriverNotLoaded, driver.failure);
+  if (driver.entry.send == nullptr) {
+    ThrowBmc(ErrorCode::kBmcDriverNotLoaded, driver.path + ": no function " + kSendSymbol);
   }
-  ThrowBmc(ErrorCode::kBmcDriverNotLoaded, reasons.empty() ? "no library named" : reasons);
-}
-
-std::string DriverLibrary::LastError() const {
-  if (lastError_ == nullptr) return {};
-  std::array<char, kMaxErrorText> text{};
-  const int length = lastError_(text.data(), kMaxErrorText);
-  return length > 0 ? std::string(text.data()) : std::string();
+  return DriverLibrary(std::move(driver));
 }
 
 IpmiReply DriverLibrary::Exchange(const IpmiRequest& request) const {
@@ -105,10 +72,11 @@ IpmiReply DriverLibrary::Exchange(const IpmiRequest& request) const {
   int length = 0;
   uint8_t completionCode = kCcOk;
   const auto start = std::chrono::steady_clock::now();
-  const int status = send_(&imb, grant.timeoutMs, buffer.data(), &length, &completionCode);
+  const int status =
+      driver_.entry.send(&imb, grant.timeoutMs, buffer.data(), &length, &completionCode);
   BmcBudget::Charge(std::chrono::steady_clock::now() - start, status != IMB_STATUS_SUCCESS);
   if (status != IMB_STATUS_SUCCESS) {
-    const std::string why = LastError();
+    const std::string why = Ordix::Imb::LastDriverError(driver_.entry.lastError);
     const std::string detail = "driver status " + std::to_string(status) + " (" +
                                StatusName(status) + ") request " + RequestText(request) +
                                (why.empty() ? "" : ": " + why);
@@ -126,7 +94,7 @@ const DriverLibrary& ProcessDriver() {
   static std::mutex mutex;
   static std::optional<DriverLibrary> driver;
   std::lock_guard<std::mutex> lock(mutex);
-  if (!driver) driver.emplace(DriverLibrary::Load(DriverCandidates()));
+  if (!driver) driver.emplace(DriverLibrary::Load(Ordix::Imb::DriverCandidates(&kThisLibrary)));
   // Once loaded it is never replaced, so the reference stays good outside the lock.
   return *driver;
 }

@@ -2,11 +2,12 @@
 // The management-bus driver library, loaded at run time by name and kept for the process.
 
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "driver_loader.h"
 #include "imb.h"
 #include "ipmi_messages.h"
-#include "sys/DynamicLibrary.h"
 
 namespace Module::BMCConfig {
 
@@ -25,13 +26,9 @@ class DriverLibrary {
   IpmiReply Exchange(const IpmiRequest& request) const;
 
  private:
-  DriverLibrary(Sys::DynamicLibrary library, SendTimedImbpRequestFn send,
-                GetImbpLastErrorFn lastError);
-  std::string LastError() const;
+  explicit DriverLibrary(Ordix::Imb::LoadedDriver driver) : driver_(std::move(driver)) {}
 
-  Sys::DynamicLibrary library_;
-  SendTimedImbpRequestFn send_ = nullptr;
-  GetImbpLastErrorFn lastError_ = nullptr;  // optional: not every driver says why
+  Ordix::Imb::LoadedDriver driver_;
 };
 
 // The process's driver, libquarnapi.so, where the loader looks for that name (LD_LIBRARY_PATH

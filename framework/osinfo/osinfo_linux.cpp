@@ -1,6 +1,6 @@
 // Gathers the raw text and system-call figures the decoders turn into reports. Every file is
-// read under SourceRoot(), taken once per call so a concurrent change of root cannot mix two
-// machines in one report.
+// read under the process's source root, taken once per call so a concurrent change of root
+// cannot mix two machines in one report.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,6 +15,7 @@
 
 #include "ErrorCodes.h"
 #include "OSInfo.h"
+#include "oslib/SourceRoot.h"
 #include "osinfo_decode.h"
 
 namespace {
@@ -118,7 +119,7 @@ std::optional<FsSpace> QuerySpace(const std::string& path) {
 
 int GetMemInfo(_MEMINFO& info) {
   info = {};
-  std::optional<std::string> text = ReadFile(SourceRoot() + kMemInfoPath);
+  std::optional<std::string> text = ReadFile(Ordix::OS::SourceRoot() + kMemInfoPath);
   if (!text) return ErrorCode::kOSMemoryUnreadable;
   MemInfoResult result = ParseMemInfo(*text);
   if (result.code == 0) info = std::move(result.info);
@@ -133,14 +134,14 @@ int GetOSInfo(_OSINFO& info) {
   if (::uname(&uts) != 0) return ErrorCode::kOSIdentityUnreadable;
   UnameText fields{FieldText(uts.release), FieldText(uts.version), FieldText(uts.nodename),
                    FieldText(uts.machine)};
-  std::string hosts = ReadFile(SourceRoot() + kHostsPath).value_or("");
+  std::string hosts = ReadFile(Ordix::OS::SourceRoot() + kHostsPath).value_or("");
   info = MakeOSInfo(fields, hosts);
   return 0;
 }
 
 int GetOSDisplayString(std::string& name) {
   name.clear();
-  const std::string root = SourceRoot();
+  const std::string root = Ordix::OS::SourceRoot();
   for (const char* path : kOsReleasePaths) {
     if (std::optional<std::string> text = ReadFile(root + path)) {
       name = ParseOsReleasePrettyName(*text);
@@ -152,7 +153,7 @@ int GetOSDisplayString(std::string& name) {
 
 int GetNICInfo(std::vector<_NICINFO>& nics) {
   nics.clear();
-  const std::string netDir = SourceRoot() + kNetClassDir;
+  const std::string netDir = Ordix::OS::SourceRoot() + kNetClassDir;
   std::optional<std::vector<std::string>> names = ListInterfaceNames(netDir);
   if (!names) return ErrorCode::kOSNetworkUnreadable;
   std::vector<InterfaceRecord> records;
@@ -166,7 +167,7 @@ int GetNICInfo(std::vector<_NICINFO>& nics) {
 // from network mounts whose server may never answer.
 int GetDriveData(std::vector<_DRIVEINFO>& drives) {
   drives.clear();
-  const std::string root = SourceRoot();
+  const std::string root = Ordix::OS::SourceRoot();
   std::optional<std::string> table = ReadFile(root + kMountInfoPath);
   if (!table) return ErrorCode::kOSDrivesUnreadable;
   const std::string blockDir = root + kBlockDeviceDir + "/";

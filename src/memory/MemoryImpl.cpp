@@ -12,6 +12,7 @@
 #include "memory/MemoryErrorCount.h"
 #include "memory/SlotBound.h"
 #include "memory/SlotSensor.h"
+#include "module/ModuleErrors.h"
 #include "platform/PlatformImpl.h"
 
 namespace Module::PlatformConfig {
@@ -32,13 +33,6 @@ constexpr ErrorSite kStateBufferSite{kSource, "Module::PlatformConfig::Memory::G
                                      247};
 constexpr ErrorSite kErrorCountSite{kSource, "Module::PlatformConfig::Memory::GetMemoryErrors",
                                     267};
-
-constexpr uint16_t kErrNoMemory = 1006;
-constexpr uint16_t kErrNoPlatform = 1029;
-constexpr uint16_t kErrDimmState = 1036;
-constexpr uint16_t kErrErrorCounts = 1037;
-constexpr uint16_t kErrArrayCount = 1038;
-constexpr uint16_t kErrDeviceCount = 1039;
 
 constexpr const char* kArrayCountError = "ERROR_GET_MEMORY_ARRAY_NO";
 // In the totals when an array claims more slots than the table can account for.
@@ -71,18 +65,18 @@ void Memory::Initialize(NodeTree& tree) {
 
 void Memory::InitializePlatform() {
   platform_ = Platform::PlatformImpl::GetInstance();
-  if (platform_ == nullptr) ReportError(kErrNoPlatform, kNoPlatformSite);
+  if (platform_ == nullptr) ReportError(ModuleError::kNoPlatform, kNoPlatformSite);
 }
 
 void Memory::FillMemoryTopologyMap(NodeTree& tree) {
   const std::string arrayCount = GetBIOSValue(kSmbiosArrays, "/TotalNoOfArray", tree);
   if (arrayCount.empty()) {
-    AddNode(kPlatform, "/MemoryTopology", kArrayCountError, 1, tree);
-    ReportError(kErrArrayCount, kNoArrayCountSite);
+    AddNode(kPlatform, "/MemoryTopology", kArrayCountError, kElement, tree);
+    ReportError(ModuleError::kMemoryArrayCount, kNoArrayCountSite);
     return;
   }
-  AddNode(kPlatform, "/MemoryTopology", "", 1, tree);
-  AddNode(kMemoryTopology, "/MemoryInfo", "", 1, tree);
+  AddNode(kPlatform, "/MemoryTopology", "", kElement, tree);
+  AddNode(kMemoryTopology, "/MemoryInfo", "", kElement, tree);
   const long long arrays = LeadingCount(arrayCount.c_str());
 
   const std::string board = platform_ != nullptr ? platform_->GetBoardID() : std::string();
@@ -94,8 +88,8 @@ void Memory::FillMemoryTopologyMap(NodeTree& tree) {
 
   // More arrays than a machine could have slots is a corrupt table, not a count to walk.
   if (arrays < 0 || arrays > kMaxSlots) {
-    AddNode(kPlatform, "/MemoryTopology", kArrayCountError, 1, tree);
-    ReportError(kErrArrayCount, kNegativeArrayCountSite);
+    AddNode(kPlatform, "/MemoryTopology", kArrayCountError, kElement, tree);
+    ReportError(ModuleError::kMemoryArrayCount, kNegativeArrayCountSite);
     return;
   }
 
@@ -104,16 +98,16 @@ void Memory::FillMemoryTopologyMap(NodeTree& tree) {
     const ArrayFill fill = FillArray(i, sensorTable, tree, totals);
     if (fill == ArrayFill::kFilled) continue;
     if (fill == ArrayFill::kCountBeyondTable) {
-      AddNode(kMemoryTopology, "/NumberOfElements", kDeviceCountError, 0, tree);
-      AddNode(kMemoryTopology, "/TotalMemorySize", kDeviceCountError, 0, tree);
+      AddNode(kMemoryTopology, "/NumberOfElements", kDeviceCountError, kLeaf, tree);
+      AddNode(kMemoryTopology, "/TotalMemorySize", kDeviceCountError, kLeaf, tree);
     }
-    ReportError(kErrDeviceCount, kNoDeviceCountSite);
+    ReportError(ModuleError::kMemoryDeviceCount, kNoDeviceCountSite);
     return;
   }
   const int slotTotal = totals.slots;
   const long long sizeTotal = totals.size;
-  AddNode(kMemoryTopology, "/NumberOfElements", DecimalText(slotTotal), 0, tree);
-  AddNode(kMemoryTopology, "/TotalMemorySize", DecimalText(sizeTotal), 0, tree);
+  AddNode(kMemoryTopology, "/NumberOfElements", DecimalText(slotTotal), kLeaf, tree);
+  AddNode(kMemoryTopology, "/TotalMemorySize", DecimalText(sizeTotal), kLeaf, tree);
 }
 
 long long Memory::ListedDevices(int arrays) {
@@ -168,12 +162,12 @@ Memory::ArrayFill Memory::FillArray(int i, std::vector<std::string>& sensorTable
     const std::string sensor = address.tableIndex < static_cast<long long>(sensorTable.size())
                                    ? sensorTable[static_cast<size_t>(address.tableIndex)]
                                    : kNoSensorFiller;
-    AddNode(slotPath, "/SlotSensorNumber", sensor, 0, tree);
-    AddNode(slotPath, "/SensorNumber", HexText(static_cast<unsigned>(address.sensorNumber)), 0,
+    AddNode(slotPath, "/SlotSensorNumber", sensor, kLeaf, tree);
+    AddNode(slotPath, "/SensorNumber", HexText(static_cast<unsigned>(address.sensorNumber)), kLeaf,
             tree);
-    AddNode(slotPath, "/SlotSensorOwnerID", HexText(0x22), 0, tree);
-    AddNode(slotPath, "/SensorOwnerID", HexText(0x33), 0, tree);
-    AddNode(slotPath, "/SensorOwnerLUN", "0", 0, tree);
+    AddNode(slotPath, "/SlotSensorOwnerID", HexText(0x22), kLeaf, tree);
+    AddNode(slotPath, "/SensorOwnerID", HexText(0x33), kLeaf, tree);
+    AddNode(slotPath, "/SensorOwnerLUN", "0", kLeaf, tree);
   }
   return ArrayFill::kFilled;
 }
@@ -181,7 +175,7 @@ Memory::ArrayFill Memory::FillArray(int i, std::vector<std::string>& sensorTable
 void Memory::FillSlot(int slot, const std::string& arrayPath, const std::string& devicePath,
                       NodeTree& tree, long long& sizeTotal) {
   const std::string slotPath = std::string(kMemoryInfo) + "[" + DecimalText(slot) + "]";
-  AddNode(kMemoryInfo, "[" + DecimalText(slot) + "]", "", 1, tree);
+  AddNode(kMemoryInfo, "[" + DecimalText(slot) + "]", "", kElement, tree);
   const struct {
     const char* name;
     const std::string& base;
@@ -203,11 +197,11 @@ void Memory::FillSlot(int slot, const std::string& arrayPath, const std::string&
       const long long size = std::atoll(value.c_str());
       if (size > 0) sizeTotal += size;
     }
-    AddNode(slotPath, copy.name, value, 0, tree);
+    AddNode(slotPath, copy.name, value, kLeaf, tree);
   }
-  AddNode(slotPath, "/TypeDetail", "", 1, tree);
+  AddNode(slotPath, "/TypeDetail", "", kElement, tree);
   ImportBIOSSubtree(slotPath + "/TypeDetail", devicePath + "/TypeDetail", tree);
-  AddNode(slotPath, "/MemorySpeed", GetBIOSValue(devicePath, "/Speed", tree), 0, tree);
+  AddNode(slotPath, "/MemorySpeed", GetBIOSValue(devicePath, "/Speed", tree), kLeaf, tree);
 }
 
 void Memory::GetMemoryState(const std::string& slotPath, NodeTree& tree) {
@@ -220,18 +214,18 @@ void Memory::GetMemoryState(const std::string& slotPath, NodeTree& tree) {
     try {
       value = HexText(state);
     } catch (const std::bad_alloc&) {
-      throw ReportError(kErrNoMemory, kStateBufferSite);
+      throw ReportError(ModuleError::kNoMemory, kStateBufferSite);
     }
   } else {
     value = kDimmStateError;
-    ReportError(kErrDimmState, kDimmStateSite);
+    ReportError(ModuleError::kDimmState, kDimmStateSite);
   }
   const std::string statePath = slotPath + "/MemoryState";
   auto existing = tree.find(statePath);
   if (existing != tree.end() && existing->second) {
     existing->second->list.assign(1, value);
   } else {
-    AddNode(slotPath, "/MemoryState", value, 0, tree);
+    AddNode(slotPath, "/MemoryState", value, kLeaf, tree);
   }
 }
 
@@ -249,13 +243,13 @@ void Memory::GetMemoryErrors(NodeTree& tree) {
   int32_t uncorrected = 0;
   ReadSEL(corrected, uncorrected);
   if (corrected != -1 && uncorrected != -1) {
-    AddNode(kErrors, "/CorErrorCount", DecimalText(corrected), 0, tree);
-    AddNode(kErrors, "/UnCorErrorCount", DecimalText(uncorrected), 0, tree);
+    AddNode(kErrors, "/CorErrorCount", DecimalText(corrected), kLeaf, tree);
+    AddNode(kErrors, "/UnCorErrorCount", DecimalText(uncorrected), kLeaf, tree);
     return;
   }
-  AddNode(kErrors, "/CorErrorCount", kErrorCountError, 0, tree);
-  AddNode(kErrors, "/UnCorErrorCount", kErrorCountError, 0, tree);
-  ReportError(kErrErrorCounts, kErrorCountSite);
+  AddNode(kErrors, "/CorErrorCount", kErrorCountError, kLeaf, tree);
+  AddNode(kErrors, "/UnCorErrorCount", kErrorCountError, kLeaf, tree);
+  ReportError(ModuleError::kMemoryErrorCounts, kErrorCountSite);
 }
 
 void Memory::ReadSEL(int32_t& corrected, int32_t& uncorrected) {

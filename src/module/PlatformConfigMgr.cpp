@@ -4,6 +4,7 @@
 #include <new>
 
 #include "ErrorReport.h"
+#include "ModuleErrors.h"
 #include "Paths.h"
 #include "QueryRoute.h"
 #include "memory/MemoryImpl.h"
@@ -17,7 +18,6 @@ constexpr const char* kSource = ".\\PlatformConfigMgr";
 constexpr const char* kInitializeFunction = "Module::PlatformConfig::PlatformConfigMgr::Initialize";
 constexpr ErrorSite kMemoryCreationSite{kSource, kInitializeFunction, 66};
 constexpr ErrorSite kProcessorCreationSite{kSource, kInitializeFunction, 76};
-constexpr uint16_t kComponentCreationFailed = 1027;
 
 // A query names a branch when it is the whole tree or lies in (or contains) the branch.
 bool Names(const std::string& path, const char* branch) {
@@ -30,7 +30,7 @@ std::unique_ptr<Component> CreateComponent(const ErrorSite& site) {
   try {
     return std::make_unique<Component>();
   } catch (const std::bad_alloc&) {
-    ReportError(kComponentCreationFailed, site);
+    ReportError(ModuleError::kComponentCreationFailed, site);
     return nullptr;
   }
 }

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "ErrorReport.h"
+#include "ModuleErrors.h"
 #include "QueryScope.h"
 #include "XTokenizer.h"
 
@@ -12,7 +13,6 @@ namespace {
 
 constexpr const char* kChildrenStep = "@children";
 constexpr const char* kPlatformStep = "Platform";
-constexpr uint16_t kUnsupportedOverload = 1047;
 constexpr ErrorSite kUnsupportedOverloadSite{
     ".\\PlatformConfigModule", "Module::PlatformConfig::PlatformConfigModule::ProcessXQuery", 78};
 
@@ -63,7 +63,7 @@ void PlatformConfigModule::ProcessXQuery(std::string query, ResultMap& result) {
 }
 
 void PlatformConfigModule::ProcessXQuery(std::string query, std::string /*output*/) {
-  throw ReportError(kUnsupportedOverload, kUnsupportedOverloadSite, std::move(query),
+  throw ReportError(ModuleError::kUnsupportedOverload, kUnsupportedOverloadSite, std::move(query),
                     XCOMMAND_PROCESS_XQUERY);
 }
 

@@ -7,6 +7,7 @@
 #include "BIOSConfigModule.h"
 #include "BMCConfigModule.h"
 #include "ErrorReport.h"
+#include "ModuleErrors.h"
 #include "XEngine.h"
 
 namespace Module::PlatformConfig {
@@ -83,7 +84,6 @@ std::optional<uint32_t> LastIndex(const std::string& path) {
 // drops it afterwards, so nothing of a sibling is kept between queries.
 namespace {
 
-constexpr uint16_t kSiblingQueryFailed = 1034;
 constexpr ErrorSite kGetQuerySite{".\\common", "Module::PlatformConfig::GetQuery", 155};
 
 }  // namespace
@@ -100,7 +100,7 @@ std::vector<std::string> GetQuery(const char* query, ResultMap& answer) {
       }
     }
   } catch (const ResultStatus&) {
-    ReportError(kSiblingQueryFailed, kGetQuerySite);
+    ReportError(ModuleError::kSiblingQueryFailed, kGetQuerySite);
     return {""};
   }
   // The smallest key answers, whether or not it is the query's own path; callers pass a map

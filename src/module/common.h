@@ -17,6 +17,10 @@ namespace Module::PlatformConfig {
 // under its key is released at once (nothing else refers to it).
 using NodeTree = std::map<std::string, std::unique_ptr<_XNode>, std::less<>>;
 
+// What AddNode makes: an element (a node whose children are paths) or a leaf (a value).
+constexpr int kLeaf = 0;
+constexpr int kElement = 1;
+
 // Adds parentPath + name (name carries its own leading "/") and appends that path to the
 // parent's child list. An element gets value as its first child path when value is not
 // empty; a leaf holds value. A parent that does not exist gets nothing appended.

@@ -44,7 +44,7 @@ struct Leaf {
 void AddLeaves(const std::string& parent, const std::vector<Leaf>& leaves, bool failed,
                const char* errorKey, NodeTree& tree) {
   for (const Leaf& leaf : leaves)
-    AddNode(parent, leaf.name, failed ? errorKey : leaf.value, 0, tree);
+    AddNode(parent, leaf.name, failed ? errorKey : leaf.value, kLeaf, tree);
 }
 
 bool Failed(int code, const ErrorSite& site) {
@@ -66,7 +66,7 @@ void PlatformConfigMgr::InitializeOSData() {
       {"/DriveInfo", &PlatformConfigMgr::InitializeOSDriveData},
   };
   for (const auto& subtree : subtrees) {
-    AddNode(kOS, subtree.name, "", 1, nodeTree_);
+    AddNode(kOS, subtree.name, "", kElement, nodeTree_);
     (this->*subtree.fill)();
   }
 }
@@ -82,7 +82,7 @@ void PlatformConfigMgr::InitializeOSMemoryData() {
              {"/TotalVirtualMemory", info.totalVirtualMemory},
              {"/FreeVirtualMemory", info.freeVirtualMemory}},
             failed, kMemoryError, nodeTree_);
-  AddNode(kOSMemory, "/Units", "MB", 0, nodeTree_);
+  AddNode(kOSMemory, "/Units", "MB", kLeaf, nodeTree_);
 }
 
 void PlatformConfigMgr::InitializeOSInfoData() {
@@ -99,19 +99,19 @@ void PlatformConfigMgr::InitializeOSInfoData() {
 
   std::string name;
   const bool nameFailed = Failed(GetOSDisplayString(name), kDisplayNameSite);
-  AddNode(kOSInfo, "/Name", nameFailed ? kDisplayNameError : name, 0, nodeTree_);
+  AddNode(kOSInfo, "/Name", nameFailed ? kDisplayNameError : name, kLeaf, nodeTree_);
 }
 
 void PlatformConfigMgr::InitializeOSNetworkData() {
   std::vector<_NICINFO> nics;
   if (Failed(GetNICInfo(nics), kNetworkSite)) {
-    AddNode(kOSNetwork, "/NumNICs", kNetworkError, 0, nodeTree_);
+    AddNode(kOSNetwork, "/NumNICs", kNetworkError, kLeaf, nodeTree_);
     return;
   }
-  AddNode(kOSNetwork, "/NumNICs", std::to_string(nics.size()), 0, nodeTree_);
+  AddNode(kOSNetwork, "/NumNICs", std::to_string(nics.size()), kLeaf, nodeTree_);
   for (size_t k = 0; k < nics.size(); ++k) {
     const std::string nic = "/NIC[" + std::to_string(k) + "]";
-    AddNode(kOSNetwork, nic, "", 1, nodeTree_);
+    AddNode(kOSNetwork, nic, "", kElement, nodeTree_);
     const _NICINFO& n = nics[k];
     AddLeaves(std::string(kOSNetwork) + nic,
               {{"/Name", n.name},
@@ -126,16 +126,16 @@ void PlatformConfigMgr::InitializeOSNetworkData() {
 }
 
 void PlatformConfigMgr::InitializeOSDriveData() {
-  AddNode(kOSDrives, "/HardDisk", "", 1, nodeTree_);
+  AddNode(kOSDrives, "/HardDisk", "", kElement, nodeTree_);
   std::vector<_DRIVEINFO> drives;
   const bool failed = Failed(GetDriveData(drives), kDriveSite);
-  AddNode(kOSHardDisk, "/NumDrives", failed ? kDriveError : std::to_string(drives.size()), 0,
+  AddNode(kOSHardDisk, "/NumDrives", failed ? kDriveError : std::to_string(drives.size()), kLeaf,
           nodeTree_);
-  AddNode(kOSHardDisk, "/Units", "GB", 0, nodeTree_);
+  AddNode(kOSHardDisk, "/Units", "GB", kLeaf, nodeTree_);
   if (failed) return;
   for (size_t k = 0; k < drives.size(); ++k) {
     const std::string drive = "/Drive[" + std::to_string(k) + "]";
-    AddNode(kOSHardDisk, drive, "", 1, nodeTree_);
+    AddNode(kOSHardDisk, drive, "", kElement, nodeTree_);
     const _DRIVEINFO& d = drives[k];
     AddLeaves(std::string(kOSHardDisk) + drive,
               {{"/ID", d.id}, {"/TotalSpace", d.totalSpace}, {"/FreeSpace", d.freeSpace}}, false,

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "BmcBudget.h"
+#include "driver_loader.h"
 #include "imb.h"
-#include "sys/DynamicLibrary.h"
 #include "sys/Process.h"
 
 namespace Platform {
@@ -19,7 +19,6 @@ namespace {
 static_assert(kImbMaxResponseData == IMB_MAX_RESPONSE_DATA_LENGTH,
               "the response block must hold what the driver may write");
 
-constexpr const char* kDriverName = "quarnapi";
 constexpr int kSendTimeoutMs = 10000;
 constexpr int kSendAttempts = 3;
 
@@ -49,11 +48,7 @@ constexpr size_t kMsgCompletion = 5;
 constexpr size_t kMsgData = 6;
 
 struct ImbDriver {
-  Sys::DynamicLibrary library;
-  SendTimedImbpRequestFn send = nullptr;
-  GetAsyncImbpMessageFn getAsync = nullptr;
-  SelectInterfaceFn select = nullptr;
-  GetImbpLastErrorFn lastError = nullptr;  // optional: not every driver says why
+  Ordix::Imb::LoadedDriver library;
   uint32_t loaded = 0;
   uint32_t sequence = kFirstSequence;
   uint32_t asyncWord = 1;  // handed to the driver with every poll
@@ -64,27 +59,17 @@ ImbDriver& Driver() {
   return driver;
 }
 
-template <typename Fn>
-Fn Resolve(const Sys::DynamicLibrary& library, const char* name) {
-  return reinterpret_cast<Fn>(library.Symbol(name));
-}
-
 // A failed lookup leaves the library loaded; only the entry points decide success.
 bool OpenDriver(ImbDriver& driver) {
-  std::string error;
+  // By name only: the module's run path puts the build's driver beside it, and whatever the
+  // loader's search finds first by that name is the one meant, even when it does not load.
   // Pinned: UnloadImbLibrary may run while entry points are still held, and the worker code
   // calls it whenever it stops; the driver must stay mapped for those later calls.
-  driver.library =
-      Sys::DynamicLibrary::Open(Sys::SharedLibraryFileName(kDriverName), error, /*pinned=*/true);
-  if (!driver.library.IsLoaded()) return false;
-  driver.send = Resolve<SendTimedImbpRequestFn>(driver.library, "SendTimedImbpRequest");
-  driver.getAsync = Resolve<GetAsyncImbpMessageFn>(driver.library, "GetAsyncImbpMessage");
-  driver.select = Resolve<SelectInterfaceFn>(driver.library, "SelectInterface");
-  driver.lastError = Resolve<GetImbpLastErrorFn>(driver.library, "GetImbpLastError");
-  return driver.send != nullptr && driver.getAsync != nullptr && driver.select != nullptr;
+  driver.library = Ordix::Imb::LoadDriver({Ordix::Imb::DriverFileName()}, /*pinned=*/true);
+  const Ordix::Imb::DriverEntryPoints& entry = driver.library.entry;
+  return driver.library.IsLoaded() && entry.send != nullptr && entry.getAsync != nullptr &&
+         entry.select != nullptr;
 }
-
-constexpr uint32_t kMaxErrorText = 1024;
 
 // The request as its text form reads ("20 06 00 01"), and why the driver says it failed.
 std::string FailureDetail(const ImbDriver& driver, const IpmiRequestBuffer& request) {
@@ -98,10 +83,8 @@ std::string FailureDetail(const ImbDriver& driver, const IpmiRequestBuffer& requ
     std::snprintf(byte, sizeof(byte), " %02x", static_cast<unsigned>(b));
     text += byte;
   }
-  if (driver.lastError != nullptr) {
-    std::array<char, kMaxErrorText> why{};
-    if (driver.lastError(why.data(), kMaxErrorText) > 0) text += std::string(": ") + why.data();
-  }
+  const std::string why = Ordix::Imb::LastDriverError(driver.library.entry.lastError);
+  if (!why.empty()) text += ": " + why;
   return text;
 }
 
@@ -156,7 +139,7 @@ void StoreMessage(const std::vector<uint8_t>& message, uint32_t length, IpmiResp
 // clock bounds that too, so a driver that never stops delivering strangers cannot hang us.
 void AwaitBridgedAnswer(ImbDriver& driver, uint8_t command, uint8_t channel,
                         IpmiResponseBuffer& out) {
-  if (driver.getAsync == nullptr) return;
+  if (driver.library.entry.getAsync == nullptr) return;
   std::vector<uint8_t> message(kAsyncBufferBytes);
   const auto start = std::chrono::steady_clock::now();
   const auto timedOut = [&] { return std::chrono::steady_clock::now() - start >= kBridgeWait; };
@@ -164,8 +147,8 @@ void AwaitBridgedAnswer(ImbDriver& driver, uint8_t command, uint8_t channel,
     uint32_t length = kAsyncBufferBytes;
     int status = IMB_STATUS_SUCCESS;
     do {
-      status =
-          driver.getAsync(message.data(), &length, kAsyncTimeoutMs, &driver.asyncWord, channel);
+      status = driver.library.entry.getAsync(message.data(), &length, kAsyncTimeoutMs,
+                                             &driver.asyncWord, channel);
     } while (status == IMB_STATUS_SUCCESS && !SameSequence(message, driver.sequence) &&
              !timedOut());
     if (status == IMB_STATUS_SUCCESS && AcceptMessage(message, length, command, driver.sequence)) {
@@ -194,7 +177,7 @@ uint32_t LoadImbEntryPoints() {
 }
 
 uint32_t UnloadImbLibrary() {
-  Driver().library.Close();
+  Driver().library.library.Close();
   return kImbStatusSuccess;
 }
 
@@ -227,7 +210,8 @@ uint32_t SendImbRequest(const IpmiRequestBuffer* request, IpmiResponseBuffer* re
     if (grant.refused) break;
     length = 0;
     const auto start = std::chrono::steady_clock::now();
-    status = driver.send(&imb, grant.timeoutMs, received.data(), &length, &completionCode);
+    status =
+        driver.library.entry.send(&imb, grant.timeoutMs, received.data(), &length, &completionCode);
     Module::BMCConfig::BmcBudget::Charge(std::chrono::steady_clock::now() - start,
                                          status != IMB_STATUS_SUCCESS);
   }
@@ -279,7 +263,7 @@ uint32_t SendBridgedImbRequest(const IpmiRequestBuffer* inner, IpmiResponseBuffe
 
 bool SelectInterface(const char* interfaceName, const char* host, const char* user,
                      const char* password) {
-  const SelectInterfaceFn select = Driver().select;
+  const SelectInterfaceFn select = Driver().library.entry.select;
   return select != nullptr && select(interfaceName, host, user, password) != 0;
 }
 

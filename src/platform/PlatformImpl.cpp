@@ -13,6 +13,7 @@
 
 #include "SMIProtocol.h"
 #include "module/ErrorReport.h"
+#include "module/ModuleErrors.h"
 #include "platform/ImbChannel.h"
 #include "platform/PlatformTables.h"
 
@@ -22,10 +23,6 @@ namespace {
 
 using Module::PlatformConfig::ErrorSite;
 using Module::PlatformConfig::ReportError;
-
-constexpr uint16_t kErrNoMemory = 1006;
-constexpr uint16_t kErrFirmwareVariable = 1018;
-constexpr uint16_t kErrIpmiRequest = 1026;
 
 // Where errors are logged. The lines are fixed so the log reads the same in every build; the
 // malformed-request and short-reply sites report input that is refused rather than read past.
@@ -147,7 +144,7 @@ void PlatformImpl::IdentifyPlatform() {
   // A reply without the product ID (an error completion code, a controller answering short)
   // cannot name a family; it fails the request instead of reading past the reply.
   if (response.size() <= kProductIdHigh) {
-    throw ReportError(kErrIpmiRequest, kSiteShortDeviceId, kGetDeviceIdRequest,
+    throw ReportError(ModuleError::kIpmiRequest, kSiteShortDeviceId, kGetDeviceIdRequest,
                       XCOMMAND_PROCESS_XQUERY);
   }
   family = GetFamilyFromProductID(response[kProductIdLow] + response[kProductIdHigh]);
@@ -156,11 +153,11 @@ void PlatformImpl::IdentifyPlatform() {
 void PlatformImpl::GetPlatformIDfromSMI(std::string& board) {
   const std::array<uint8_t, kExaminedBytes> head = ReadFirmwareVariable();
   if (std::memcmp(head.data(), kSignature, sizeof kSignature) != 0) {
-    throw ReportError(kErrFirmwareVariable, kSiteBadSignature);
+    throw ReportError(ModuleError::kFirmwareVariable, kSiteBadSignature);
   }
   if (std::memcmp(head.data() + kFirmwareGuidOffset, kFirmwareGuid.data(), kFirmwareGuid.size()) !=
       0) {
-    throw ReportError(kErrFirmwareVariable, kSiteBadFirmwareGuid);
+    throw ReportError(ModuleError::kFirmwareVariable, kSiteBadFirmwareGuid);
   }
   // The field need not end in a NUL: a 40-character identifier fills it.
   const char* field = reinterpret_cast<const char*>(head.data() + kBoardIdOffset);
@@ -205,15 +202,17 @@ void PlatformImpl::execIPMICommand(std::string request, std::vector<std::string>
   SplitTokens(tokens, request, " ");
   // Without the four header bytes there is no request to send.
   if (tokens.size() < kRequestHeaderTokens) {
-    throw ReportError(kErrIpmiRequest, kSiteMalformedRequest, request, XCOMMAND_PROCESS_XQUERY);
+    throw ReportError(ModuleError::kIpmiRequest, kSiteMalformedRequest, request,
+                      XCOMMAND_PROCESS_XQUERY);
   }
   std::unique_ptr<IpmiResponseBuffer> reply(new (std::nothrow) IpmiResponseBuffer());
-  if (!reply) throw ReportError(kErrNoMemory, kSiteNoResponseBlock);
+  if (!reply) throw ReportError(ModuleError::kNoMemory, kSiteNoResponseBlock);
   const IpmiRequestBuffer parsed = ParseRequest(tokens);
   // A failed load shows up as "not loaded" from the send.
   LoadImbLibrary();
   if (SendImbRequest(&parsed, reply.get()) != kImbStatusSuccess) {
-    throw ReportError(kErrIpmiRequest, kSiteRequestFailed, request, XCOMMAND_PROCESS_XQUERY);
+    throw ReportError(ModuleError::kIpmiRequest, kSiteRequestFailed, request,
+                      XCOMMAND_PROCESS_XQUERY);
   }
   response = FormatResponse(*reply);
 }

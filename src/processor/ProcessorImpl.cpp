@@ -8,6 +8,7 @@
 #include "ErrorReport.h"
 #include "Format.h"
 #include "Paths.h"
+#include "module/ModuleErrors.h"
 #include "platform/PlatformImpl.h"
 #include "sys/NamedLock.h"
 
@@ -26,13 +27,6 @@ constexpr ErrorSite kNoLogicalSite{kSource, kFillFunction, 156};
 constexpr ErrorSite kIdentitySite{kSource, kFillFunction, 226};
 constexpr ErrorSite kStatusSite{kSource, kFillFunction, 268};
 constexpr ErrorSite kUsageSite{kSource, "Module::PlatformConfig::Processor::GetUsage", 331};
-
-constexpr uint16_t kErrNoPlatform = 1029;
-constexpr uint16_t kErrNoLogical = 1030;
-constexpr uint16_t kErrIdentity = 1031;
-constexpr uint16_t kErrStatus = 1032;
-constexpr uint16_t kErrUsage = 1033;
-constexpr uint16_t kErrNoSocket = 1035;
 
 constexpr const char* kLogicalCountError = "ERROR_GET_LOGICAL_PROCESSOR_NO";
 constexpr const char* kStatusError = "ERROR_GET_PHYSICAL_PROCESSOR_STATUS";
@@ -86,14 +80,14 @@ std::string Usage(double percent) {
 
 void Processor::Initialize(NodeTree& tree) {
   InitializePlatform();
-  AddNode(kPlatform, "/ProcessorInfo", "", 1, tree);
+  AddNode(kPlatform, "/ProcessorInfo", "", kElement, tree);
   const StopWorkersOnExit stop;
   FillProcessorInfoMap(tree);
 }
 
 void Processor::InitializePlatform() {
   platform_ = Platform::PlatformImpl::GetInstance();
-  if (platform_ == nullptr) ReportError(kErrNoPlatform, kNoPlatformSite);
+  if (platform_ == nullptr) ReportError(ModuleError::kNoPlatform, kNoPlatformSite);
 }
 
 std::string Processor::Family() const {
@@ -103,19 +97,19 @@ std::string Processor::Family() const {
 void Processor::FillProcessorInfoMap(NodeTree& tree) {
   const uint32_t sockets = AddSockets(tree);
   if (sockets == 0) {
-    ReportError(kErrNoSocket, kNoSocketSite);
+    ReportError(ModuleError::kNoSocket, kNoSocketSite);
     return;
   }
   physicalCount_ = sockets;
-  AddNode(kProcessorInfo, "/NumberOfPhysicalProcessor", Decimal(sockets), 0, tree);
+  AddNode(kProcessorInfo, "/NumberOfPhysicalProcessor", Decimal(sockets), kLeaf, tree);
   if (StartProcessorWorkers(Family(), sockets) != 1) return;
 
   uint32_t logical = 0;
   if (GetNumberOfLogicalProcessors(&logical) != kOk || logical == 0) {
-    AddNode(kProcessorInfo, "/NumberOfLogicalProcessor", kLogicalCountError, 0, tree);
-    ReportError(kErrNoLogical, kNoLogicalSite);
+    AddNode(kProcessorInfo, "/NumberOfLogicalProcessor", kLogicalCountError, kLeaf, tree);
+    ReportError(ModuleError::kNoLogicalProcessors, kNoLogicalSite);
   } else {
-    AddNode(kProcessorInfo, "/NumberOfLogicalProcessor", Decimal(logical), 0, tree);
+    AddNode(kProcessorInfo, "/NumberOfLogicalProcessor", Decimal(logical), kLeaf, tree);
   }
   for (uint32_t k = 0; k < physicalCount_; ++k) {
     AddIdentity(k, tree);
@@ -135,7 +129,7 @@ uint32_t Processor::AddSockets(NodeTree& tree) {
 
     const std::string name = "/" + Indexed("PhysicalProcessorInfo", static_cast<uint32_t>(i));
     const std::string socket = kProcessorInfo + name;
-    AddNode(kProcessorInfo, name, "", 1, tree);
+    AddNode(kProcessorInfo, name, "", kElement, tree);
     ++populated;
     const std::pair<const char*, const char*> copies[] = {
         {"/ProcessorOperatingSpeed", "/CurrentSpeed"},
@@ -144,7 +138,7 @@ uint32_t Processor::AddSockets(NodeTree& tree) {
         {"/ProcessorVersion", "/ProcessorVersion"},
     };
     for (const auto& [leaf, key] : copies) {
-      AddNode(socket, leaf, GetBIOSValue(smbios, key, tree), 0, tree);
+      AddNode(socket, leaf, GetBIOSValue(smbios, key, tree), kLeaf, tree);
     }
   }
   return populated;
@@ -153,7 +147,7 @@ uint32_t Processor::AddSockets(NodeTree& tree) {
 void Processor::AddIdentity(uint32_t k, NodeTree& tree) {
   PhysicalProcessorIdentity identity;
   if (GetPhysicalProcessorInfo(k, &identity) != kOk) {
-    ReportError(kErrIdentity, kIdentitySite);
+    ReportError(ModuleError::kProcessorIdentity, kIdentitySite);
     return;
   }
   const std::string name = "/" + Indexed("PhysicalProcessorInfo", k + 1);
@@ -165,19 +159,19 @@ void Processor::AddIdentity(uint32_t k, NodeTree& tree) {
   const bool listed = parent != tree.end() && parent->second &&
                       std::find(parent->second->list.begin(), parent->second->list.end(),
                                 package) != parent->second->list.end();
-  if (!listed) AddNode(kProcessorInfo, name, "", 1, tree);
+  if (!listed) AddNode(kProcessorInfo, name, "", kElement, tree);
 
   const uint32_t cores =
       identity.HTEnabled == 1 ? identity.LogicalCount / 2 : identity.LogicalCount;
-  AddNode(package, "/IsHTSupported", TrueFalse(identity.HTSupported), 0, tree);
-  AddNode(package, "/IsHTEnabled", TrueFalse(identity.HTEnabled), 0, tree);
-  AddNode(package, "/IsMultiCoreSupported", TrueFalse(identity.MultiCoreSupported), 0, tree);
-  AddNode(package, "/ProcessorType", ProcessorType(cores), 0, tree);
-  AddNode(package, "/ProcessorStepping", Decimal(identity.Stepping), 0, tree);
-  AddNode(package, "/TotalNoOfLogicalProcessors", Decimal(identity.LogicalCount), 0, tree);
+  AddNode(package, "/IsHTSupported", TrueFalse(identity.HTSupported), kLeaf, tree);
+  AddNode(package, "/IsHTEnabled", TrueFalse(identity.HTEnabled), kLeaf, tree);
+  AddNode(package, "/IsMultiCoreSupported", TrueFalse(identity.MultiCoreSupported), kLeaf, tree);
+  AddNode(package, "/ProcessorType", ProcessorType(cores), kLeaf, tree);
+  AddNode(package, "/ProcessorStepping", Decimal(identity.Stepping), kLeaf, tree);
+  AddNode(package, "/TotalNoOfLogicalProcessors", Decimal(identity.LogicalCount), kLeaf, tree);
   for (uint32_t j = 1; j <= identity.LogicalCount && j <= kMaxWorkers; ++j) {
     AddNode(package, "/" + Indexed("LogicalProcessorNumbers", j),
-            Decimal(identity.LogicalNumbers[j - 1] + 1), 0, tree);
+            Decimal(identity.LogicalNumbers[j - 1] + 1), kLeaf, tree);
   }
 }
 
@@ -185,22 +179,22 @@ void Processor::AddStatus(uint32_t k, NodeTree& tree) {
   const std::string name = "/" + Indexed("PhysicalProcessorStatus", k + 1);
   PhysicalProcessorStatus status;
   if (GetPhysicalProcessorStatus(k, &status) != kOk) {
-    AddNode(kProcessorInfo, name, kStatusError, 1, tree);
-    ReportError(kErrStatus, kStatusSite);
+    AddNode(kProcessorInfo, name, kStatusError, kElement, tree);
+    ReportError(ModuleError::kProcessorStatus, kStatusSite);
     return;
   }
   const std::string path = kProcessorInfo + name;
-  AddNode(kProcessorInfo, name, "", 1, tree);
-  AddNode(path, "/SensorOwnerID", HexText(status.SensorOwnerID), 0, tree);
-  AddNode(path, "/SensorOwnerLUN", HexText(status.SensorOwnerLUN), 0, tree);
-  AddNode(path, "/SensorNumber", HexText(status.SensorNumber), 0, tree);
-  AddNode(path, "/ThermalTrip", Decimal(status.ThermalTrip), 0, tree);
-  AddNode(path, "/IERR", Decimal(status.IERR), 0, tree);
-  AddNode(path, "/FRB1", Decimal(status.FRB1), 0, tree);
-  AddNode(path, "/FRB2", Decimal(status.FRB2), 0, tree);
-  AddNode(path, "/FRB3", Decimal(status.FRB3), 0, tree);
-  AddNode(path, "/ProcessorThrottled", Decimal(status.ProcessorThrottled), 0, tree);
-  AddNode(path, "/ConfigError", Decimal(status.ConfigError), 0, tree);
+  AddNode(kProcessorInfo, name, "", kElement, tree);
+  AddNode(path, "/SensorOwnerID", HexText(status.SensorOwnerID), kLeaf, tree);
+  AddNode(path, "/SensorOwnerLUN", HexText(status.SensorOwnerLUN), kLeaf, tree);
+  AddNode(path, "/SensorNumber", HexText(status.SensorNumber), kLeaf, tree);
+  AddNode(path, "/ThermalTrip", Decimal(status.ThermalTrip), kLeaf, tree);
+  AddNode(path, "/IERR", Decimal(status.IERR), kLeaf, tree);
+  AddNode(path, "/FRB1", Decimal(status.FRB1), kLeaf, tree);
+  AddNode(path, "/FRB2", Decimal(status.FRB2), kLeaf, tree);
+  AddNode(path, "/FRB3", Decimal(status.FRB3), kLeaf, tree);
+  AddNode(path, "/ProcessorThrottled", Decimal(status.ProcessorThrottled), kLeaf, tree);
+  AddNode(path, "/ConfigError", Decimal(status.ConfigError), kLeaf, tree);
 }
 
 uint32_t Processor::GetNumberOfPhysicalProcessors(uint32_t* count) const {
@@ -254,12 +248,12 @@ void Processor::GetUsage(uint32_t index, NodeTree& tree) {
   const std::string name = "/" + Indexed("LogicalProcessor", index + 1);
   double usage = 0;
   if (GetLogicalProcessorUsage(index, &usage) != kOk) {
-    AddNode(kProcessorInfo, name, kUsageError, 1, tree);
-    ReportError(kErrUsage, kUsageSite);
+    AddNode(kProcessorInfo, name, kUsageError, kElement, tree);
+    ReportError(ModuleError::kProcessorUsage, kUsageSite);
     return;
   }
-  AddNode(kProcessorInfo, name, "", 1, tree);
-  AddNode(kProcessorInfo + name, "/LogicalProcessorUsage", Usage(usage), 0, tree);
+  AddNode(kProcessorInfo, name, "", kElement, tree);
+  AddNode(kProcessorInfo + name, "/LogicalProcessorUsage", Usage(usage), kLeaf, tree);
 }
 
 void Processor::ProcessUsageQuery(const std::string& query, NodeTree& tree) {

@@ -1,21 +1,21 @@
 // The BMC's processor sensors: which sockets hold a processor, and the state of one socket
 // (processor sensor states and throttling), per platform family.
 
-#include <cstdlib>
 #include <new>
 #include <vector>
 
 #include "ErrorReport.h"
 #include "common.h"
+#include "module/ModuleErrors.h"
 #include "platform/PlatformImpl.h"
 #include "processor/CPUInternalFunc.h"
+#include "processor/ProcessorSensorDecode.h"
 
 namespace Module::PlatformConfig {
 
 namespace {
 
 constexpr uint8_t kNone = 0xFF;
-constexpr uint16_t kErrNoMemory = 1006;
 constexpr ErrorSite kSensorBufferSite{".\\CPUInternalFunc",
                                       "Module::PlatformConfig::ReadCPUSensorStatus", 2043};
 
@@ -52,23 +52,6 @@ bool IsSingleSocket(const std::string& family) {
   return family == Platform::kRophinPlatform || family == Platform::kDuvanePlatform;
 }
 
-// Answer bytes as the BMC module lists them: one per answer string, each read from the number
-// at its start. Bytes past the answer read as 0.
-class Bytes {
- public:
-  explicit Bytes(std::vector<uint8_t> bytes) : bytes_(std::move(bytes)) {}
-  uint8_t operator[](size_t k) const { return k < bytes_.size() ? bytes_[k] : 0; }
-
- private:
-  std::vector<uint8_t> bytes_;
-};
-
-bool BothSet(uint8_t byte, uint8_t bits) {
-  return (byte & bits) == bits;
-}
-constexpr uint8_t kEventsAndScanning = 0xC0;  // flag bits 7 and 6
-constexpr uint8_t kPresence = 0x80;           // processor-presence state (bit 7)
-
 std::string SensorPath(uint32_t sensor, const char* leaf) {
   return "/BMC/SENSOR[" + std::to_string(sensor) + "]/" + leaf;
 }
@@ -78,17 +61,8 @@ bool ReadElements(uint32_t sensor, const char* leaf, std::vector<uint8_t>& out) 
   ResultMap answer;
   const std::vector<std::string> list = GetQuery(SensorPath(sensor, leaf).c_str(), answer);
   if (list.empty() || list.front().empty()) return false;
-  out.clear();
-  for (const std::string& text : list) {
-    out.push_back(static_cast<uint8_t>(std::strtol(text.c_str(), nullptr, 16)));
-  }
+  out = AnswerBytes(list);
   return true;
-}
-
-// A socket the BMC reports as empty: its events and scanning are on and presence is clear.
-bool ReportedEmpty(const Bytes& flagsThenStates, size_t flagByte) {
-  return BothSet(flagsThenStates[flagByte], kEventsAndScanning) &&
-         !(flagsThenStates[flagByte + 1] & kPresence);
 }
 
 }  // namespace
@@ -107,9 +81,9 @@ uint32_t DiscoverProcessorSensors(uint32_t* count, uint8_t* handles, const std::
     // A socket without a sensor is not asked about.
     if (sensor == kNone) continue;
     if (!ReadElements(sensor, "PROCEVENT", raw)) return kBmcQueryFailed;
-    if (ReportedEmpty(Bytes(raw), 0)) continue;
+    if (ReportsEmptySocket(raw, 0)) continue;
     if (!ReadElements(sensor, "VALUE", raw)) return kBmcQueryFailed;
-    if (ReportedEmpty(Bytes(raw), 1)) continue;
+    if (ReportsEmptySocket(raw, 1)) continue;
     handles[found++] = sensor;
   }
   if (found != 0) *count = found;
@@ -118,20 +92,13 @@ uint32_t DiscoverProcessorSensors(uint32_t* count, uint8_t* handles, const std::
 
 namespace {
 
-// The processor sensor's states, each taken only when the sensor reports it (flag bit b).
+// The processor sensor's states, each taken only when the sensor reports it.
 uint32_t ReadProcessorStates(uint32_t sensor, PhysicalProcessorStatus& out) {
   std::vector<uint8_t> raw;
   if (!ReadElements(sensor, "PROCEVENT", raw)) return kBmcQueryFailed;
-  const Bytes events(raw);
-  if (!BothSet(events[0], kEventsAndScanning) || !(events[1] & 0x3F)) return kOk;
+  if (!ProcessorStatesReported(raw)) return kOk;
   if (!ReadElements(sensor, "VALUE", raw)) return kBmcQueryFailed;
-  const Bytes reading(raw);
-  if (!BothSet(reading[1], kEventsAndScanning)) return kOk;
-  uint32_t* const byOffset[6] = {&out.IERR, &out.ThermalTrip, &out.FRB1,
-                                 &out.FRB2, &out.FRB3,        &out.ConfigError};
-  for (int bit = 0; bit < 6; ++bit) {
-    if (reading[1] & (1u << bit)) *byOffset[bit] = (reading[2] >> bit) & 1u;
-  }
+  DecodeProcessorStates(raw, out);
   return kOk;
 }
 
@@ -139,36 +106,17 @@ uint32_t ReadProcessorStates(uint32_t sensor, PhysicalProcessorStatus& out) {
 uint32_t ReadThrottling(uint32_t sensor, const std::string& family, PhysicalProcessorStatus& out) {
   std::vector<uint8_t> raw;
   if (!ReadElements(sensor, "PROCEVENT", raw)) return kBmcQueryFailed;
-  const Bytes events(raw);
-  if (!BothSet(events[0], kEventsAndScanning)) return kOk;
-  if (!IsSingleSocket(family) && !(events[1] & 0x85) && !(events[2] & 0x02)) return kOk;
+  if (!ThrottlingReported(raw, IsSingleSocket(family))) return kOk;
 
   // This second reading takes the bytes from the first answer string alone.
   ResultMap answer;
   const std::vector<std::string> list = GetQuery(SensorPath(sensor, "PROCEVENT").c_str(), answer);
   if (list.empty()) return kBmcQueryFailed;
   if (list.front().empty()) return kOk;
-  std::vector<std::string> tokens;
-  Platform::PlatformImpl::SplitTokens(tokens, list.front(), " ");
-  std::vector<uint8_t> bytes;
-  for (const std::string& token : tokens) {
-    bytes.push_back(static_cast<uint8_t>(std::strtol(token.c_str(), nullptr, 16)));
-  }
-  const Bytes w(std::move(bytes));
-
   // The blank before the second name is how this comparison has always been written: it never
-  // matches, so that family takes the general rule below.
-  if (family == Platform::kRophinPlatform || family == " DUVANE_PLATFORM") {
-    out.ProcessorThrottled = w[0] == 0 ? 1 : 0;
-  } else if (BothSet(w[1], kEventsAndScanning)) {
-    if (w[1] & 0x01) {
-      out.ProcessorThrottled = w[2] & 0x01;
-    } else if (w[1] & 0x04) {
-      out.ProcessorThrottled = (w[2] >> 1) & 0x01;
-    } else {
-      out.ProcessorThrottled = (w[2] >> 3) & 0x01;
-    }
-  }
+  // matches, so that family takes the general rule.
+  const bool byFirstByte = family == Platform::kRophinPlatform || family == " DUVANE_PLATFORM";
+  DecodeThrottling(TokenBytes(list.front()), byFirstByte, out);
   return kOk;
 }
 
@@ -190,7 +138,7 @@ uint32_t ReadCPUSensorStatus(uint32_t sensor, PhysicalProcessorStatus* out,
     if (uint32_t code = ReadProcessorStates(sensor, *out)) return code;
     if (uint32_t code = ReadThrottling(row.second[socket], family, *out)) return code;
   } catch (const std::bad_alloc&) {
-    throw ReportError(kErrNoMemory, kSensorBufferSite);
+    throw ReportError(ModuleError::kNoMemory, kSensorBufferSite);
   }
   out->SensorOwnerID = 0x20;
   out->SensorOwnerLUN = 0;

@@ -8,7 +8,7 @@
 #include "BMCConfigModule.h"
 #include "ModuleLocation.h"
 #include "Settings.h"
-#include "sys/Process.h"
+#include "oslib/Process.h"
 
 namespace ModuleHost {
 
@@ -18,7 +18,8 @@ constexpr const char* kConfigDirVariable = "ORDIX_CONFIG_DIR";
 }  // namespace
 
 std::string InstalledModulePath() {
-  return DefaultModulePath(Sys::ExecutableDirectory(), Sys::SharedLibraryFileName(kModuleBaseName),
+  return DefaultModulePath(Ordix::OS::ExecutableDirectory(),
+                           Ordix::OS::SharedLibraryFileName(kModuleBaseName),
                            [](const std::string& path) {
                              std::error_code ignored;
                              return std::filesystem::is_regular_file(path, ignored);
@@ -27,7 +28,7 @@ std::string InstalledModulePath() {
 
 void UseConfigDir(const std::string& dir) {
   if (dir.empty()) return;
-  if (!Sys::SetEnvironmentVariable(kConfigDirVariable, dir)) {
+  if (!Ordix::OS::SetEnvironmentVariable(kConfigDirVariable, dir)) {
     throw std::runtime_error(std::string("cannot set ") + kConfigDirVariable);
   }
 }

@@ -48,7 +48,8 @@ std::set<const void*>& BoundInstances() {
   return gBoundInstances;
 }
 
-void* RequireSymbol(const Sys::DynamicLibrary& library, const std::string& path, const char* name) {
+void* RequireSymbol(const Ordix::OS::DynamicLibrary& library, const std::string& path,
+                    const char* name) {
   void* address = library.Symbol(name);
   if (address == nullptr) throw BindingError(path + " does not export " + name);
   return address;
@@ -59,7 +60,7 @@ void* RequireSymbol(const Sys::DynamicLibrary& library, const std::string& path,
 ModuleBinding ModuleBinding::Load(const std::string& path) {
   ModuleBinding binding;
   std::string reason;
-  binding.library_ = Sys::DynamicLibrary::Open(path, reason);
+  binding.library_ = Ordix::OS::DynamicLibrary::Open(path, reason);
   if (!binding.library_.IsLoaded()) {
     throw BindingError("cannot load module " + path + ": " + reason);
   }

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "XNode.h"
-#include "sys/DynamicLibrary.h"
+#include "oslib/DynamicLibrary.h"
 
 namespace Module::PlatformConfig {
 class PlatformConfigModule;
@@ -62,7 +62,7 @@ class ModuleBinding {
   ModuleBinding() = default;
   void Release() noexcept;
 
-  Sys::DynamicLibrary library_;  // declared first: outlives the instance it holds the code of
+  Ordix::OS::DynamicLibrary library_;  // declared first: outlives the instance it holds the code of
   Instance* instance_ = nullptr;
   ProcessIntoMapFn processIntoMap_ = nullptr;
   ProcessIntoTextFn processIntoText_ = nullptr;

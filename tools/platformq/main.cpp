@@ -12,7 +12,7 @@
 #include "ResultStatus.h"
 #include "Rounds.h"
 #include "StatusReport.h"
-#include "sys/Process.h"
+#include "oslib/Process.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ int Run(const Platformq::Options& options) {
       options.modulePath.empty() ? ModuleHost::InstalledModulePath() : options.modulePath);
   ModuleHost::QueryRouter router;
   ModuleHost::AddFrameworkRoutes(router, module);
-  return Platformq::RunRounds(options, router, std::cout, std::cerr, Sys::SleepMilliseconds);
+  return Platformq::RunRounds(options, router, std::cout, std::cerr, Ordix::OS::SleepMilliseconds);
 }
 
 }  // namespace

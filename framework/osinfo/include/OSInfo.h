@@ -3,6 +3,14 @@
 // memory in MB (2^20 bytes), drive space in GB (2^30 bytes), whole numbers rounded down,
 // counters in decimal. Each call returns 0 on success, else a framework error code
 // (ErrorCodes.h) whose sentence ErrorMgr gives.
+//
+// Where the library reads the machine's figures. Every file it reads lies under the process's
+// source root (Ordix::OS::SetSourceRoot, oslib/SourceRoot.h; "" = the machine itself), so tests
+// can point it at recorded data:
+//   root/proc/meminfo, root/proc/self/mountinfo, root/sys/class/net, root/sys/dev/block,
+//   root/etc/os-release (else root/usr/lib/os-release), root/etc/hosts.
+// Figures that come from system calls (uname, statvfs of a mount point) are taken from the
+// running machine; drive space is asked of root + mount point.
 
 #include <string>
 #include <vector>
@@ -49,16 +57,3 @@ OSINFO_EXPORT int GetOSInfo(_OSINFO& info);
 OSINFO_EXPORT int GetOSDisplayString(std::string& name);
 OSINFO_EXPORT int GetNICInfo(std::vector<_NICINFO>& nics);
 OSINFO_EXPORT int GetDriveData(std::vector<_DRIVEINFO>& drives);
-
-namespace Ordix::OSInfo {
-
-// Where the library reads the machine's figures. Every file it reads lies under root
-// ("" = the machine itself), so tests can point it at recorded data:
-//   root/proc/meminfo, root/proc/self/mountinfo, root/sys/class/net, root/sys/dev/block,
-//   root/etc/os-release (else root/usr/lib/os-release), root/etc/hosts.
-// Figures that come from system calls (uname, statvfs of a mount point) are taken from the
-// running machine; drive space is asked of root + mount point.
-OSINFO_EXPORT void SetSourceRoot(const std::string& root);
-OSINFO_EXPORT std::string SourceRoot();
-
-}  // namespace Ordix::OSInfo

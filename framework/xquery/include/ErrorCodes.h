@@ -2,7 +2,7 @@
 #include <cstdint>
 
 // Codes raised by the framework's own libraries (2000-2099). The module's codes (1000-1099)
-// are the ones its callers already know; they are not repeated here as names.
+// are the ones its callers already know, named in the module (src/module/ModuleErrors.h).
 namespace ErrorCode {
 
 // 2010-2019: OS information.

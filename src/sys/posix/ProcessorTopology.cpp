@@ -13,11 +13,6 @@ namespace Sys {
 
 namespace {
 
-// The recorded copy tests read instead of the live /sys and /proc; "" = live. Set by tests
-// before reading, so it is not guarded.
-std::string g_sourceRoot;
-constexpr const char* kSourceRootVariable = "ORDIX_SYS_ROOT";
-
 // N of a directory named "cpuN" (not cpufreq, cpuidle, ...); false otherwise.
 bool CpuNumber(const std::string& name, unsigned long& cpu) {
   if (name.size() < 4 || name.size() > 9 || name.compare(0, 3, "cpu") != 0) return false;
@@ -45,19 +40,6 @@ struct DirCloser {
 };
 
 }  // namespace
-
-void SetSourceRoot(const std::string& root) {
-  g_sourceRoot = root;
-}
-
-std::string SourcePath(const std::string& livePath) {
-  if (!g_sourceRoot.empty()) return g_sourceRoot + livePath;
-  // A host (or a test of the whole module, whose copy of this layer it cannot reach) points
-  // the readers at a recorded machine through the environment instead.
-  const char* fromEnvironment = std::getenv(kSourceRootVariable);
-  return fromEnvironment != nullptr && *fromEnvironment != '\0' ? fromEnvironment + livePath
-                                                                : livePath;
-}
 
 int GetProcessorPackageMasks(std::vector<uint64_t>& masks, size_t maxMasks) {
   masks.clear();

@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <cstdlib>
-#include <mutex>
 
 namespace Sys {
 
@@ -30,9 +29,6 @@ DWORD MajorVersion() {
   if (!::GetVersionExA(reinterpret_cast<OSVERSIONINFOA*>(&info))) return 0;
   return info.dwMajorVersion;
 }
-
-std::mutex gRootMutex;
-std::string gRoot;
 
 }  // namespace
 
@@ -73,17 +69,6 @@ int GetProcessorPackageMasks(std::vector<uint64_t>& masks, size_t maxMasks) {
   }
   std::free(buffer);
   return kPackagesOk;
-}
-
-// Windows has no /sys or /proc to record: the root only prefixes paths, for symmetry.
-void SetSourceRoot(const std::string& root) {
-  std::lock_guard<std::mutex> lock(gRootMutex);
-  gRoot = root;
-}
-
-std::string SourcePath(const std::string& livePath) {
-  std::lock_guard<std::mutex> lock(gRootMutex);
-  return gRoot + livePath;
 }
 
 }  // namespace Sys

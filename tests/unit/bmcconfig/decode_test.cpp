@@ -9,7 +9,7 @@
 #include "bmc_query.h"
 #include "driver_library.h"
 #include "ipmi_answers.h"
-#include "library_location.h"
+#include "oslib/Process.h"
 #include "sel_walk.h"
 
 namespace {
@@ -102,7 +102,7 @@ TEST(DriverLoad, TriesEachCandidateAndNamesEveryReason) {
   EXPECT_THAT(missing->GetDetail(), HasSubstr("libabsent.so: cannot open"));
   EXPECT_THAT(missing->GetDetail(), HasSubstr("; /no-dir/libabsent.so: cannot open"));
   // A library that loads but is no driver ends the search; a later one that loads is taken.
-  const std::string double_ = ThisLibraryDirectory() + "/libquarnapi-sim.so";
+  const std::string double_ = Ordix::OS::ExecutableDirectory() + "/libquarnapi-sim.so";
   const auto notDriver = Raised([&] { DriverLibrary::Load({"libOrdixXQuery.so", double_}); });
   ASSERT_TRUE(notDriver);
   EXPECT_THAT(notDriver->GetDetail(), HasSubstr("libOrdixXQuery.so: no function"));

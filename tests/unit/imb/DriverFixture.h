@@ -10,7 +10,7 @@
 #include "Settings.h"
 #include "TempDir.h"
 #include "imb.h"
-#include "sys/DynamicLibrary.h"
+#include "oslib/DynamicLibrary.h"
 
 namespace ImbTest {
 
@@ -22,7 +22,7 @@ class DriverFixture : public ::testing::Test {
  protected:
   explicit DriverFixture(const char* path) {
     std::string error;
-    library_ = Sys::DynamicLibrary::Open(path, error);
+    library_ = Ordix::OS::DynamicLibrary::Open(path, error);
     EXPECT_TRUE(library_.IsLoaded()) << error;
     send_ = reinterpret_cast<SendTimedImbpRequestFn>(library_.Symbol("SendTimedImbpRequest"));
     select_ = reinterpret_cast<SelectInterfaceFn>(library_.Symbol("SelectInterface"));
@@ -57,7 +57,7 @@ class DriverFixture : public ::testing::Test {
 
   TestSupport::TempDir dir_;
   TestSupport::ScopedEnv configDir_{"ORDIX_CONFIG_DIR", dir_.Path()};
-  Sys::DynamicLibrary library_;
+  Ordix::OS::DynamicLibrary library_;
   SendTimedImbpRequestFn send_ = nullptr;
   SelectInterfaceFn select_ = nullptr;
 };

@@ -1,11 +1,12 @@
 #include "FakeOsRoot.h"
 
 #include "OSInfo.h"
+#include "oslib/SourceRoot.h"
 
 namespace TestSupport {
 
 FakeOsRoot::FakeOsRoot(const FakeMachine& m) {
-  Ordix::OSInfo::SetSourceRoot(dir_.Path());
+  Ordix::OS::SetSourceRoot(dir_.Path());
   dir_.Write("etc/hosts", "127.0.0.1 localhost\n");
   if (!m.complete) return;
   dir_.Write("proc/meminfo", m.meminfo);
@@ -31,7 +32,7 @@ FakeOsRoot::FakeOsRoot(const FakeMachine& m) {
 }
 
 FakeOsRoot::~FakeOsRoot() {
-  Ordix::OSInfo::SetSourceRoot("");
+  Ordix::OS::SetSourceRoot("");
 }
 
 }  // namespace TestSupport

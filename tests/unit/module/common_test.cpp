@@ -9,11 +9,11 @@ using Strings = std::vector<std::string>;
 
 TEST(AddNode, StoresLinksInDocumentOrderAndReplaces) {
   NodeTree tree;
-  AddNode("", "/P", "", 1, tree);
-  AddNode("/P", "/Version", "6.0", 0, tree);
-  AddNode("/P", "/E", "", 1, tree);
-  AddNode("/P", "/F", "/P/F/first", 1, tree);
-  AddNode("/P", "/Version", "6.1", 0, tree);  // listed twice, the later node replaces
+  AddNode("", "/P", "", kElement, tree);
+  AddNode("/P", "/Version", "6.0", kLeaf, tree);
+  AddNode("/P", "/E", "", kElement, tree);
+  AddNode("/P", "/F", "/P/F/first", kElement, tree);
+  AddNode("/P", "/Version", "6.1", kLeaf, tree);  // listed twice, the later node replaces
 
   EXPECT_EQ(tree.at("/P")->list, (Strings{"/P/Version", "/P/E", "/P/F", "/P/Version"}));
   EXPECT_EQ(tree.at("/P/Version")->kind, XNODE_VALUE);
@@ -26,7 +26,7 @@ TEST(AddNode, StoresLinksInDocumentOrderAndReplaces) {
   EXPECT_EQ(tree.at("/P/E")->list, Strings{"v"});
   EXPECT_EQ(tree.at("/P")->list.size(), 4u);
 
-  AddNode("/Absent", "/Leaf", "v", 0, tree);  // a missing parent is not invented
+  AddNode("/Absent", "/Leaf", "v", kLeaf, tree);  // a missing parent is not invented
   EXPECT_EQ(tree.count("/Absent"), 0u);
 }
 

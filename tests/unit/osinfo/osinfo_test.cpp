@@ -12,6 +12,7 @@
 #include "OSInfo.h"
 #include "TempDir.h"
 #include "osinfo_decode.h"
+#include "oslib/SourceRoot.h"
 
 namespace {
 
@@ -140,8 +141,8 @@ TEST(Mounts, EscapesDecodedBrokenLinesSkippedFirstMountPerBlockDeviceSorted) {
 // Memory figures and the uname fields are checked against the live machine in integration.
 TEST(FakeRoot, MissingSourcesHaveTheirCodesAndARecordedMachineIsReadThroughEveryCall) {
   const TestSupport::TempDir root;
-  SetSourceRoot(root.Path());
-  const std::shared_ptr<void> restore(nullptr, [](void*) { SetSourceRoot(""); });
+  Ordix::OS::SetSourceRoot(root.Path());
+  const std::shared_ptr<void> restore(nullptr, [](void*) { Ordix::OS::SetSourceRoot(""); });
   _MEMINFO m;
   std::string name = m.totalMemory = "stale";
   std::vector<_NICINFO> nics(1);

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "oslib/SourceRoot.h"
+
 namespace Sys {
 
 // Why the processor packages could not be told (the module's own codes).
@@ -21,8 +23,12 @@ int GetProcessorPackageMasks(std::vector<uint64_t>& masks, size_t maxMasks);
 
 // Points the readers of /sys and /proc at a recorded copy: root holds "sys/..." and "proc/...".
 // "" (the default) reads the live system, or the root named by $ORDIX_SYS_ROOT when that is
-// set. Process-wide; tests set it before reading.
-void SetSourceRoot(const std::string& root);
-std::string SourcePath(const std::string& livePath);
+// set. One root for the process, shared with the framework's OS information readers.
+using Ordix::OS::SetSourceRoot;
+
+// Where a live /sys or /proc path is read under the process's source root.
+inline std::string SourcePath(const std::string& livePath) {
+  return Ordix::OS::SourceRoot() + livePath;
+}
 
 }  // namespace Sys

@@ -1,4 +1,4 @@
-#include "bmc_budget.h"
+#include "budget_arithmetic.h"
 
 #include <algorithm>
 

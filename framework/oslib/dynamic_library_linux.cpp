@@ -1,25 +1,10 @@
-#include "sys/DynamicLibrary.h"
+#include "oslib/DynamicLibrary.h"
 
 #include <dlfcn.h>
 
 #include <utility>
 
-namespace Sys {
-
-DynamicLibrary::~DynamicLibrary() {
-  Close();
-}
-
-DynamicLibrary::DynamicLibrary(DynamicLibrary&& other) noexcept
-    : handle_(std::exchange(other.handle_, nullptr)) {}
-
-DynamicLibrary& DynamicLibrary::operator=(DynamicLibrary&& other) noexcept {
-  if (this != &other) {
-    Close();
-    handle_ = std::exchange(other.handle_, nullptr);
-  }
-  return *this;
-}
+namespace Ordix::OS {
 
 DynamicLibrary DynamicLibrary::Open(const std::string& path, std::string& error, bool pinned) {
   // RTLD_NOW: a library with unresolved symbols fails here, not at some later call.
@@ -43,4 +28,4 @@ void DynamicLibrary::Close() {
   if (handle_ != nullptr) ::dlclose(std::exchange(handle_, nullptr));
 }
 
-}  // namespace Sys
+}  // namespace Ordix::OS

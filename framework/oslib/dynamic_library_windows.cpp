@@ -1,37 +1,22 @@
-#include "sys/DynamicLibrary.h"
+#include "oslib/DynamicLibrary.h"
 
 #include <windows.h>
 
 #include <algorithm>
 #include <utility>
 
-#include "Text.h"
+#include "oslib/WindowsText.h"
 
-namespace Sys {
-
-DynamicLibrary::~DynamicLibrary() {
-  Close();
-}
-
-DynamicLibrary::DynamicLibrary(DynamicLibrary&& other) noexcept
-    : handle_(std::exchange(other.handle_, nullptr)) {}
-
-DynamicLibrary& DynamicLibrary::operator=(DynamicLibrary&& other) noexcept {
-  if (this != &other) {
-    Close();
-    handle_ = std::exchange(other.handle_, nullptr);
-  }
-  return *this;
-}
+namespace Ordix::OS {
 
 DynamicLibrary DynamicLibrary::Open(const std::string& path, std::string& error, bool pinned) {
   // The loader wants backslashes in paths; a bare name ("quarnapi.dll") goes through its
   // search order (the executable's directory first).
   std::string native = path;
   std::replace(native.begin(), native.end(), '/', '\\');
-  HMODULE module = ::LoadLibraryW(Win32::Widen(native).c_str());
+  HMODULE module = ::LoadLibraryW(Windows::Widen(native).c_str());
   if (module == nullptr) {
-    error = native + ": " + Win32::ErrorText(::GetLastError());
+    error = native + ": " + Windows::ErrorText(::GetLastError());
     return DynamicLibrary();
   }
   if (pinned) {
@@ -53,4 +38,4 @@ void DynamicLibrary::Close() {
   if (handle_ != nullptr) ::FreeLibrary(static_cast<HMODULE>(std::exchange(handle_, nullptr)));
 }
 
-}  // namespace Sys
+}  // namespace Ordix::OS

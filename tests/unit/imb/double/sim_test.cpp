@@ -2,7 +2,7 @@
 // directory LD_LIBRARY_PATH puts first, as a test of the module finds it.
 #include "DriverFixture.h"
 #include "LogCapture.h"
-#include "sys/Process.h"
+#include "oslib/Process.h"
 
 namespace {
 
@@ -10,7 +10,7 @@ using ImbTest::Failed;
 
 class ScriptedDouble : public ImbTest::DriverFixture {
  protected:
-  ScriptedDouble() : DriverFixture(Sys::SharedLibraryFileName("quarnapi").c_str()) {}
+  ScriptedDouble() : DriverFixture(Ordix::OS::SharedLibraryFileName("quarnapi").c_str()) {}
   void Script(const std::string& text) { dir_.Write("bmc.script", text); }
   TestSupport::ScopedEnv script_{"QUARNAPI_SIM_SCRIPT", dir_.Path() + "/bmc.script"};
 };

@@ -1,5 +1,6 @@
-#include "sys/Process.h"
+#include "oslib/Process.h"
 
+#include <dlfcn.h>
 #include <stdlib.h>
 #include <time.h>
 #include <unistd.h>
@@ -8,15 +9,28 @@
 #include <climits>
 #include <vector>
 
-namespace Sys {
+namespace Ordix::OS {
+
+namespace {
+
+std::string DirectoryOf(const std::string& path) {
+  const auto slash = path.rfind('/');
+  return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+}  // namespace
 
 std::string ExecutableDirectory() {
   std::vector<char> buffer(PATH_MAX + 1);
   const ssize_t n = ::readlink("/proc/self/exe", buffer.data(), buffer.size() - 1);
   if (n <= 0) return {};
-  std::string path(buffer.data(), static_cast<size_t>(n));
-  const auto slash = path.rfind('/');
-  return slash == std::string::npos ? std::string() : path.substr(0, slash);
+  return DirectoryOf(std::string(buffer.data(), static_cast<size_t>(n)));
+}
+
+std::string LibraryDirectoryOf(const void* address) {
+  Dl_info info{};
+  if (::dladdr(address, &info) == 0 || info.dli_fname == nullptr) return {};
+  return DirectoryOf(info.dli_fname);
 }
 
 bool SetEnvironmentVariable(const std::string& name, const std::string& value) {
@@ -34,4 +48,4 @@ void SleepMilliseconds(unsigned milliseconds) {
   }
 }
 
-}  // namespace Sys
+}  // namespace Ordix::OS
