@@ -1,0 +1,92 @@
+// Arbitrary queries through the module's ProcessXQuery, against one fixed simulated server:
+// its SMBIOS image, its firmware variables, its BMC as the scripted driver double plays it
+// (which must be the libquarnapi.so the loader finds: LD_LIBRARY_PATH names its directory),
+// and a recorded OS. Each input is up to kMaxQueries lines, run in order into one result map
+// on a fresh module, so one input reaches the states that earlier queries leave behind.
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "BIOSConfigModule.h"
+#include "BMCConfigModule.h"
+#include "FuzzInput.h"
+#include "Logger.h"
+#include "OSInfo.h"
+#include "PlatformConfigModule.h"
+#include "ResultStatus.h"
+#include "TempDir.h"
+
+namespace {
+
+using Module::PlatformConfig::PlatformConfigModule;
+
+constexpr size_t kMaxQueries = 8;
+
+// Queries under LogicalProcessor[...] sample processor usage, which waits 200 ms per sample by
+// design; they would only slow the run down, so the harness leaves them out. The routing
+// takes the usage branch only for a generic path holding "LogicalProcessor[]", and the generic
+// form only drops index text, so every such query holds this text.
+constexpr const char* kUsageStep = "LogicalProcessor[";
+
+const TestSupport::TempDir& ConfigDir() {
+  static const TestSupport::TempDir dir;
+  return dir;
+}
+
+void WriteSettings() {
+  // The lock is polled every millisecond rather than every ten: no other process holds it.
+  const std::string settings = std::string("[SMBIOS]\nImage=") + FUZZ_SMBIOS_IMAGE +
+                               "\n[SMI]\nVariablesDir=" + FUZZ_EFI_DIR +
+                               "\n[BMC]\nSimScript=" + FUZZ_DOUBLE_SCRIPT +
+                               "\n[MSRObjectTimeouts]\nPollInterval=1\n";
+  ConfigDir().Write("OrdixServMgmtSettings.ini", settings);
+  setenv("ORDIX_CONFIG_DIR", ConfigDir().Path().c_str(), 1);
+}
+
+[[noreturn]] void Unusable(const std::string& why) {
+  std::fprintf(stderr, "module_query: the fixed server is not usable: %s\n", why.c_str());
+  std::exit(2);
+}
+
+// A run against the wrong BMC or no image would fuzz error paths only; it stops at once.
+void CheckSources() {
+  ResultMap answer;
+  try {
+    Module::BMCConfig::BMCConfigModule().Process("/BMC/SENSOR[144]/VALUE", answer);
+  } catch (const ResultStatus& status) {
+    Unusable("the BMC double does not answer (" + status.GetDetail() +
+             "); run with LD_LIBRARY_PATH=" FUZZ_DOUBLE_DIR);
+  }
+  Module::BIOSConfig::BIOSConfigModule().ProcessXQuery("/BIOS/Vendor", answer);
+  if (answer.size() != 2) Unusable("no sensor 144 or no BIOS vendor in the fixed sources");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  WriteSettings();
+  Ordix::OSInfo::SetSourceRoot(FUZZ_OS_ROOT);
+  // Records are formatted, as a log line would be, and dropped: every input logs errors.
+  Logger::CreateInstance()->SetSink([](const LogRecord& record) { (void)FormatLogRecord(record); });
+  CheckSources();
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  PlatformConfigModule module{std::string()};
+  ResultMap result;
+  for (const std::string& query :
+       Fuzz::Lines({reinterpret_cast<const char*>(data), size}, kMaxQueries)) {
+    if (query.find(kUsageStep) != std::string::npos) continue;
+    try {
+      module.ProcessXQuery(query, result);
+    } catch (const ResultStatus&) {
+      // A thrown status is how the module reports some failures; anything else escapes.
+    }
+  }
+  return 0;
+}

@@ -1,0 +1,65 @@
+// An SMBIOS image as the dump tools write it (entry point at offset 0, table at the address
+// the entry point gives) read as the BIOS configuration module reads a configured image:
+// split, decoded into the answer tree, and queried.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "FuzzInput.h"
+#include "ResultStatus.h"
+#include "answer_tree.h"
+#include "smbios_answers.h"
+#include "smbios_entry_point.h"
+
+namespace {
+
+using namespace Module::BIOSConfig;
+
+// What the module and the framework's callers ask of the tree.
+constexpr const char* kQueries[] = {
+    "/SMBIOS",
+    "/BIOS",
+    "/SMBIOS/Type4/@children",
+    "/SMBIOS/MemoryArray/TotalNoOfArray",
+    "/SMBIOS/MemoryArray[1]/MemoryDevice[1]/TypeDetail",
+    "/BIOS/Vendor/@children",
+};
+
+// Elements list their children's full paths: each must be a node of the tree.
+void CheckChildrenExist(const ResultMap& tree) {
+  for (const auto& [path, node] : tree) {
+    if (node.kind != XNODE_ELEMENT) continue;
+    for (const std::string& child : node.list) {
+      Fuzz::Require(tree.count(child) == 1, "every child an element lists is in the tree");
+    }
+  }
+}
+
+void Query(const ResultMap& tree, const std::string& query) {
+  ResultMap answer;
+  CopyAnswer(tree, query, answer);
+  for (const auto& [path, node] : answer) {
+    const auto found = tree.find(path);
+    Fuzz::Require(found != tree.end() && found->second.list == node.list,
+                  "an answer copies nodes of the tree unchanged");
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  ResultMap tree;
+  try {
+    tree = DecodeTables(SplitImage(ByteView(data, size)));
+  } catch (const ResultStatus&) {
+    return 0;  // a damaged image is refused with its error code, as promised
+  }
+  CheckChildrenExist(tree);
+  for (const char* query : kQueries) Query(tree, query);
+  // Every element in its children form, as the module asks for the processor list.
+  for (const auto& [path, node] : tree) {
+    if (node.kind == XNODE_ELEMENT) Query(tree, path + "/@children");
+  }
+  return 0;
+}
