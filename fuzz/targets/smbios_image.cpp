@@ -1,6 +1,7 @@
-// An SMBIOS image as the dump tools write it (entry point at offset 0, table at the address
-// the entry point gives) read as the BIOS configuration module reads a configured image:
-// split, decoded into the answer tree, and queried.
+// SMBIOS tables decoded into the answer tree and queried, in both forms the BIOS
+// configuration module reads: an image as the dump tools write it (entry point at offset 0,
+// table at the address the entry point gives), split as a configured image is; and the
+// firmware's two files, taken as the entry point's 32 bytes and the rest of the input.
 
 #include <cstddef>
 #include <cstdint>
@@ -15,6 +16,9 @@
 namespace {
 
 using namespace Module::BIOSConfig;
+
+// The dump layout's table offset, and as many entry point bytes as the firmware file holds.
+constexpr size_t kEntryPointFileBytes = 0x20;
 
 // What the module and the framework's callers ask of the tree.
 constexpr const char* kQueries[] = {
@@ -46,14 +50,12 @@ void Query(const ResultMap& tree, const std::string& query) {
   }
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void DecodeAndQuery(const SmbiosTables& tables) {
   ResultMap tree;
   try {
-    tree = DecodeTables(SplitImage(ByteView(data, size)));
+    tree = DecodeTables(tables);
   } catch (const ResultStatus&) {
-    return 0;  // a damaged image is refused with its error code, as promised
+    return;  // a damaged table is refused with its error code, as promised
   }
   CheckChildrenExist(tree);
   for (const char* query : kQueries) Query(tree, query);
@@ -61,5 +63,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (const auto& [path, node] : tree) {
     if (node.kind == XNODE_ELEMENT) Query(tree, path + "/@children");
   }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const ByteView input(data, size);
+  try {
+    DecodeAndQuery(SplitImage(input));
+  } catch (const ResultStatus&) {
+    // an image whose entry point is damaged or whose table lies outside it is refused
+  }
+  DecodeAndQuery({input.Slice(0, kEntryPointFileBytes).Copy(),
+                  input.Slice(kEntryPointFileBytes, size).Copy()});
   return 0;
 }
