@@ -3,11 +3,16 @@
 // (which must be the libquarnapi.so the loader finds: LD_LIBRARY_PATH names its directory),
 // and a recorded OS. Each input is up to kMaxQueries lines, run in order into one result map
 // on a fresh module, so one input reaches the states that earlier queries leave behind.
+//
+// The SMBIOS answers come from the image decoded once by the BIOS module's own decoding and
+// answering, installed as its answer source: a memory inventory asks hundreds of SMBIOS
+// questions, and reading the settings and the image's metadata again for each would take most
+// of an execution.
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,12 +24,16 @@
 #include "PlatformConfigModule.h"
 #include "ResultStatus.h"
 #include "TempDir.h"
+#include "answer_tree.h"
+#include "smbios_answers.h"
+#include "smbios_source.h"
 
 namespace {
 
+using namespace Module::BIOSConfig;
 using Module::PlatformConfig::PlatformConfigModule;
 
-constexpr size_t kMaxQueries = 8;
+constexpr size_t kMaxQueries = 4;
 
 // Queries under LogicalProcessor[...] sample processor usage, which waits 200 ms per sample by
 // design; they would only slow the run down, so the harness leaves them out. The routing
@@ -39,8 +48,7 @@ const TestSupport::TempDir& ConfigDir() {
 
 void WriteSettings() {
   // The lock is polled every millisecond rather than every ten: no other process holds it.
-  const std::string settings = std::string("[SMBIOS]\nImage=") + FUZZ_SMBIOS_IMAGE +
-                               "\n[SMI]\nVariablesDir=" + FUZZ_EFI_DIR +
+  const std::string settings = std::string("[SMI]\nVariablesDir=") + FUZZ_EFI_DIR +
                                "\n[BMC]\nSimScript=" + FUZZ_DOUBLE_SCRIPT +
                                "\n[MSRObjectTimeouts]\nPollInterval=1\n";
   ConfigDir().Write("OrdixServMgmtSettings.ini", settings);
@@ -52,6 +60,16 @@ void WriteSettings() {
   std::exit(2);
 }
 
+void InstallSmbiosAnswers() {
+  static const ResultMap tree = [] {
+    const std::optional<SmbiosTables> tables = ReadImageTables(FUZZ_SMBIOS_IMAGE);
+    if (!tables) Unusable("no SMBIOS image " FUZZ_SMBIOS_IMAGE);
+    return DecodeTables(*tables);
+  }();
+  BIOSConfigModule::InstallAnswerSource(
+      [](const std::string& query, ResultMap& answer) { CopyAnswer(tree, query, answer); });
+}
+
 // A run against the wrong BMC or no image would fuzz error paths only; it stops at once.
 void CheckSources() {
   ResultMap answer;
@@ -61,7 +79,7 @@ void CheckSources() {
     Unusable("the BMC double does not answer (" + status.GetDetail() +
              "); run with LD_LIBRARY_PATH=" FUZZ_DOUBLE_DIR);
   }
-  Module::BIOSConfig::BIOSConfigModule().ProcessXQuery("/BIOS/Vendor", answer);
+  BIOSConfigModule().ProcessXQuery("/BIOS/Vendor", answer);
   if (answer.size() != 2) Unusable("no sensor 144 or no BIOS vendor in the fixed sources");
 }
 
@@ -70,6 +88,7 @@ void CheckSources() {
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   WriteSettings();
   Ordix::OSInfo::SetSourceRoot(FUZZ_OS_ROOT);
+  InstallSmbiosAnswers();
   // Records are formatted, as a log line would be, and dropped: every input logs errors.
   Logger::CreateInstance()->SetSink([](const LogRecord& record) { (void)FormatLogRecord(record); });
   CheckSources();
