@@ -2,10 +2,11 @@
 // throttling sensors per platform family, a DIMM sensor's state, and memory errors counted
 // over event-log records.
 //
-// Input: a byte choosing the family, then lines. Each sensor query takes the next line as its
-// answer: "!" fails it as a dead controller does, otherwise the line's '|'-separated parts
-// are the answer's values (what the BMC module makes of a reply is its own target's job;
-// here any text may come). The lines are also DIMM sensor replies and event-log records.
+// Input: lines; the first names the family, the others are answers. Each sensor query takes
+// the next line as its answer: "!" fails it as a dead controller does, otherwise the line's
+// '|'-separated parts are the answer's values (what the BMC module makes of a reply is its own
+// target's job; here any text may come). The lines are also DIMM sensor replies and event-log
+// records.
 
 #include <cstdint>
 #include <string>
@@ -29,13 +30,6 @@ constexpr size_t kMaxLines = 64;
 constexpr size_t kMaxSockets = 4;
 constexpr const char* kFailedReply = "!";
 constexpr char kValueSeparator = '|';
-
-// Every family the sensor code knows, those only it spells, and one it does not know.
-constexpr const char* kFamilies[] = {
-    "KARVO_PLATFORM",  "KARVO_PLATFORM2", "KARVO_PLATFORM3", "KARVO2_PLATFORM",
-    "KARVO3_PLATFORM", "TESKAR_PLATFORM", "ROPHIN_PLATFORM", "DUVANE_PLATFORM",
-    "PIRLOW_PLATFORM", "ZORVEL_PLATFORM", "OTHER_PLATFORM",  "",
-};
 
 std::vector<std::string> Values(const std::string& line) {
   std::vector<std::string> values;
@@ -85,14 +79,12 @@ void ReadSocket(uint32_t sensor, const std::string& family) {
   }
 }
 
-void ReadProcessorSensors(const std::string& family, uint8_t extraSensor) {
+void ReadProcessorSensors(const std::string& family) {
   uint32_t count = 0;
   uint8_t handles[kMaxSockets] = {};
-  if (DiscoverProcessorSensors(&count, handles, family) == kOk) {
-    Fuzz::Require(count <= kMaxSockets, "at most four sockets");
-    for (uint32_t k = 0; k < count; ++k) ReadSocket(handles[k], family);
-  }
-  ReadSocket(extraSensor, family);
+  if (DiscoverProcessorSensors(&count, handles, family) != kOk) return;
+  Fuzz::Require(count <= kMaxSockets, "at most four sockets");
+  for (uint32_t k = 0; k < count; ++k) ReadSocket(handles[k], family);
 }
 
 }  // namespace
@@ -104,12 +96,11 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Fuzz::Input input(data, size);
-  const std::string family = kFamilies[input.Byte() % std::size(kFamilies)];
-  const uint8_t extraSensor = input.Byte();
+  const std::string family = input.Line();
   const std::vector<std::string> lines = Fuzz::Lines(input.Rest(), kMaxLines);
   {
     ScriptedBmc bmc(lines);
-    ReadProcessorSensors(family, extraSensor);
+    ReadProcessorSensors(family);
   }
   for (const std::string& line : lines) {
     Fuzz::Require(DecodeDimmState(line) <= 0x0F, "a DIMM state holds four bits");
