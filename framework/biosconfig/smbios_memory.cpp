@@ -1,6 +1,9 @@
 // "/SMBIOS/MemoryArray": the Physical Memory Arrays that hold system memory, each with the
 // Memory Devices that name it as their array, both in table order.
 
+#include <map>
+#include <set>
+
 #include "smbios_answers.h"
 #include "smbios_error.h"
 #include "smbios_names.h"
@@ -122,8 +125,10 @@ void AddDevice(const Structure& s, const std::string& array, const std::string& 
   leaf("PartNumber", StringText(s, kPartNumberOffset));
 }
 
-void AddArray(const std::vector<Structure>& structures, const Structure& array,
-              const std::string& path, TreeBuilder& tree) {
+using DeviceList = std::vector<const Structure*>;
+
+void AddArray(const Structure& array, const DeviceList& devices, const std::string& path,
+              TreeBuilder& tree) {
   tree.Element(kMemoryArraysPath, path);
   const auto leaf = [&](const char* name, std::string value) {
     tree.Leaf(path, path + "/" + name, std::move(value));
@@ -132,23 +137,39 @@ void AddArray(const std::vector<Structure>& structures, const Structure& array,
   leaf("Use", CodeName(array, kUseOffset, MemoryArrayUseName));
   leaf("MemoryErrorCorrection", CodeName(array, kErrorCorrectionOffset, MemoryErrorCorrectionName));
   leaf("MaximumCapacity", CapacityText(array));
-  const std::optional<uint16_t> devices = Field<uint16_t>(array, kNumberOfDevicesOffset);
-  leaf("NumMemoryDevices", devices ? Decimal(*devices) : kUnknown);
-  size_t d = 0;
-  for (const Structure& s : structures) {
-    if (s.type != kDeviceType || Field<uint16_t>(s, kArrayHandleOffset) != array.handle) continue;
-    AddDevice(s, path, path + "/MemoryDevice[" + std::to_string(++d) + "]", tree);
+  const std::optional<uint16_t> count = Field<uint16_t>(array, kNumberOfDevicesOffset);
+  leaf("NumMemoryDevices", count ? Decimal(*count) : kUnknown);
+  for (size_t d = 0; d < devices.size(); ++d) {
+    AddDevice(*devices[d], path, path + "/MemoryDevice[" + std::to_string(d + 1) + "]", tree);
   }
+}
+
+// The Memory Devices by the handle of the array they name, in table order.
+std::map<uint16_t, DeviceList> DevicesByArray(const std::vector<Structure>& structures) {
+  std::map<uint16_t, DeviceList> devices;
+  for (const Structure& s : structures) {
+    const std::optional<uint16_t> array = Field<uint16_t>(s, kArrayHandleOffset);
+    if (s.type == kDeviceType && array) devices[*array].push_back(&s);
+  }
+  return devices;
 }
 
 }  // namespace
 
+// A handle names one structure. In a damaged table that gives several arrays the same handle,
+// the devices naming it are listed under the first of them only: under every one, a table of
+// a few kilobytes would make millions of nodes.
 void AddMemoryArrays(const std::vector<Structure>& structures, TreeBuilder& tree) {
+  const std::map<uint16_t, DeviceList> devices = DevicesByArray(structures);
+  const DeviceList none;
+  std::set<uint16_t> listed;
   size_t a = 0;
   for (const Structure& s : structures) {
     if (s.type != kArrayType || Field<uint8_t>(s, kUseOffset) != kSystemMemoryUse) continue;
     const std::string path = std::string(kMemoryArraysPath) + "[" + std::to_string(++a) + "]";
-    AddArray(structures, s, path, tree);
+    const auto found = devices.find(s.handle);
+    const bool first = listed.insert(s.handle).second;
+    AddArray(s, first && found != devices.end() ? found->second : none, path, tree);
   }
   tree.Leaf(kMemoryArraysPath, std::string(kMemoryArraysPath) + "/TotalNoOfArray", Decimal(a));
 }
