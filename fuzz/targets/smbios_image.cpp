@@ -19,6 +19,10 @@ using namespace Module::BIOSConfig;
 
 // The dump layout's table offset, and as many entry point bytes as the firmware file holds.
 constexpr size_t kEntryPointFileBytes = 0x20;
+// The smallest structures give the most nodes per byte: six bytes (a header and an empty
+// string set) make a processor or a memory device element with fourteen leaves.
+constexpr size_t kMaxNodesPerByte = 3;
+constexpr size_t kFixedNodes = 16;
 
 // What the module and the framework's callers ask of the tree.
 constexpr const char* kQueries[] = {
@@ -57,6 +61,8 @@ void DecodeAndQuery(const SmbiosTables& tables) {
   } catch (const ResultStatus&) {
     return;  // a damaged table is refused with its error code, as promised
   }
+  Fuzz::Require(tree.size() <= kMaxNodesPerByte * tables.table.size() + kFixedNodes,
+                "the tree grows with the table, not faster");
   CheckChildrenExist(tree);
   for (const char* query : kQueries) Query(tree, query);
   // Every element in its children form, as the module asks for the processor list.
