@@ -1,6 +1,5 @@
 #include "PlatformConfigMgr.h"
 
-#include <algorithm>
 #include <new>
 
 #include "ErrorReport.h"
@@ -110,28 +109,27 @@ bool PlatformConfigMgr::RunRefresh(Refresh refresh, const std::string& query) {
 }
 
 void PlatformConfigMgr::Search(const std::string& path, ResultMap& result) {
-  std::vector<std::string> visiting;
-  SearchFrom(path, result, visiting);
+  std::set<std::string> visited;
+  SearchFrom(path, result, visited);
 }
 
 void PlatformConfigMgr::SearchFrom(const std::string& path, ResultMap& result,
-                                   std::vector<std::string>& visiting) {
+                                   std::set<std::string>& visited) {
   auto it = nodeTree_.find(path);
   if (it == nodeTree_.end() || !it->second) return;
-  // Every string of a node's list is looked up as a path, leaf values included, so a value
-  // that names an ancestor (a drive mounted at "/Platform/OS", say) would loop forever;
-  // a path already on the way down is not entered again.
-  if (std::find(visiting.begin(), visiting.end(), path) != visiting.end()) return;
-  visiting.push_back(path);
+  // Every string of a node's list is looked up as a path, leaf values included, so values
+  // taken from the firmware can name any node: one that names an ancestor (a drive mounted at
+  // "/Platform/OS", say) would loop forever, and slots whose two values each name the next
+  // slot would be reached by 2^n roads. Each path is answered once.
+  if (!visited.insert(path).second) return;
 
   const _XNode& node = *it->second;
-  for (const std::string& child : node.list) SearchFrom(child, result, visiting);
+  for (const std::string& child : node.list) SearchFrom(child, result, visited);
 
   _XNode answer;
   answer.kind = node.kind;
   answer.list = node.list;
   result[path] = std::move(answer);
-  visiting.pop_back();
 }
 
 void PlatformConfigMgr::DeleteResultMap(std::string path) {

@@ -1,5 +1,6 @@
 #pragma once
 #include <memory>
+#include <set>
 #include <string>
 
 #include "XNode.h"
@@ -40,7 +41,7 @@ class PLATFORMCONFIG_EXPORT PlatformConfigMgr {
  private:
   void InitializeFunctionality();
   void Search(const std::string& path, ResultMap& result);
-  void SearchFrom(const std::string& path, ResultMap& result, std::vector<std::string>& visiting);
+  void SearchFrom(const std::string& path, ResultMap& result, std::set<std::string>& visited);
   bool RunRefresh(Refresh refresh, const std::string& query);
 
   // The OS builders: each asks the OS information library once and writes its subtree.
