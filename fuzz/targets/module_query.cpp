@@ -1,8 +1,10 @@
 // Arbitrary queries through the module's ProcessXQuery, against one fixed simulated server:
 // its SMBIOS image, its firmware variables, its BMC as the scripted driver double plays it
 // (which must be the libquarnapi.so the loader finds: LD_LIBRARY_PATH names its directory),
-// and a recorded OS. Each input is up to kMaxQueries lines, run in order into one result map
-// on a fresh module, so one input reaches the states that earlier queries leave behind.
+// and a recorded OS. Each input is lines: up to kMaxQueries queries, run in order into one
+// result map on a fresh module, so one input reaches the states that earlier queries leave
+// behind; and lines "PATH<TAB>VALUE", which change the SMBIOS answer at PATH to VALUE, as a
+// firmware with other strings and numbers would answer.
 //
 // The SMBIOS answers come from the image decoded once by the BIOS module's own decoding and
 // answering, installed as its answer source: a memory inventory asks hundreds of SMBIOS
@@ -12,6 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,6 +37,11 @@ using namespace Module::BIOSConfig;
 using Module::PlatformConfig::PlatformConfigModule;
 
 constexpr size_t kMaxQueries = 4;
+constexpr size_t kMaxLines = 64;
+constexpr char kValueSeparator = '\t';
+
+// The current input's changed SMBIOS answers, by path.
+std::map<std::string, std::string> gChanged;
 
 // Queries under LogicalProcessor[...] sample processor usage, which waits 200 ms per sample by
 // design; they would only slow the run down, so the harness leaves them out. The routing
@@ -66,8 +74,17 @@ void InstallSmbiosAnswers() {
     if (!tables) Unusable("no SMBIOS image " FUZZ_SMBIOS_IMAGE);
     return DecodeTables(*tables);
   }();
-  BIOSConfigModule::InstallAnswerSource(
-      [](const std::string& query, ResultMap& answer) { CopyAnswer(tree, query, answer); });
+  BIOSConfigModule::InstallAnswerSource([](const std::string& query, ResultMap& answer) {
+    CopyAnswer(tree, query, answer);
+    for (const auto& [path, value] : gChanged) {
+      const auto found = answer.find(path);
+      if (found != answer.end() && found->second.kind == XNODE_VALUE) {
+        found->second.list = {value};
+      } else if (found == answer.end() && path == query) {
+        answer[path] = _XNode{XNODE_VALUE, {value}, {}};
+      }
+    }
+  });
 }
 
 // A run against the wrong BMC or no image would fuzz error paths only; it stops at once.
@@ -96,11 +113,20 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  std::vector<std::string> queries;
+  gChanged.clear();
+  for (const std::string& line :
+       Fuzz::Lines({reinterpret_cast<const char*>(data), size}, kMaxLines)) {
+    const size_t tab = line.find(kValueSeparator);
+    if (tab != std::string::npos) {
+      gChanged[line.substr(0, tab)] = line.substr(tab + 1);
+    } else if (queries.size() < kMaxQueries && line.find(kUsageStep) == std::string::npos) {
+      queries.push_back(line);
+    }
+  }
   PlatformConfigModule module{std::string()};
   ResultMap result;
-  for (const std::string& query :
-       Fuzz::Lines({reinterpret_cast<const char*>(data), size}, kMaxQueries)) {
-    if (query.find(kUsageStep) != std::string::npos) continue;
+  for (const std::string& query : queries) {
     try {
       module.ProcessXQuery(query, result);
     } catch (const ResultStatus&) {
