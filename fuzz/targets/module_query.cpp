@@ -76,13 +76,13 @@ void InstallSmbiosAnswers() {
   }();
   BIOSConfigModule::InstallAnswerSource([](const std::string& query, ResultMap& answer) {
     CopyAnswer(tree, query, answer);
-    for (const auto& [path, value] : gChanged) {
-      const auto found = answer.find(path);
-      if (found != answer.end() && found->second.kind == XNODE_VALUE) {
-        found->second.list = {value};
-      } else if (found == answer.end() && path == query) {
-        answer[path] = _XNode{XNODE_VALUE, {value}, {}};
-      }
+    for (auto& [path, node] : answer) {
+      const auto changed = gChanged.find(path);
+      if (changed != gChanged.end() && node.kind == XNODE_VALUE) node.list = {changed->second};
+    }
+    const auto asked = gChanged.find(query);
+    if (asked != gChanged.end() && answer.count(query) == 0) {
+      answer[query] = _XNode{XNODE_VALUE, {asked->second}, {}};
     }
   });
 }
