@@ -3,6 +3,7 @@
 #include <mutex>
 #include <utility>
 
+#include "QueryScope.h"
 #include "Settings.h"
 #include "answer_tree.h"
 #include "smbios_cache.h"
@@ -22,6 +23,8 @@ BIOSConfigModule::~BIOSConfigModule() = default;
 
 // The settings are read on every query, so a newly configured image is used at once.
 void BIOSConfigModule::ProcessXQuery(std::string query, ResultMap& answer) {
+  // One query of its own when a host asks directly; part of the caller's otherwise.
+  const QueryScope scope;
   AnswerSource source;
   {
     std::lock_guard<std::mutex> lock(gSourceMutex);

@@ -12,13 +12,15 @@ constexpr uint8_t kBiosType = 0;
 constexpr size_t kBiosVendorOffset = 0x04;
 constexpr size_t kBiosVersionOffset = 0x05;
 constexpr size_t kBiosReleaseDateOffset = 0x08;
+// The vendor, version and date came with the first layout, which ends here.
+constexpr size_t kBiosFirstLayoutEnd = 0x12;
 
 }  // namespace
 
-ResultMap DecodeTables(const SmbiosTables& tables) {
+DecodedTables DecodeTables(const SmbiosTables& tables) {
   const EntryPoint entryPoint = DecodeEntryPoint(tables.entryPoint);
-  const std::vector<Structure> structures =
-      WalkTable(TableWindow(entryPoint, tables.table), entryPoint);
+  TableWalk walk = WalkTable(TableWindow(entryPoint, tables.table), entryPoint);
+  const std::vector<Structure>& structures = walk.structures;
   TreeBuilder tree;
   tree.Element("", kSmbiosRoot);
   tree.Element(kSmbiosRoot, kProcessorsPath);
@@ -26,7 +28,7 @@ ResultMap DecodeTables(const SmbiosTables& tables) {
   AddProcessors(structures, entryPoint, tree);
   AddMemoryArrays(structures, tree);
   AddBios(structures, tree);
-  return tree.Take();
+  return {tree.Take(), std::move(walk.damage)};
 }
 
 // A machine has one BIOS Information structure; should a table hold more, the first counts.
@@ -35,11 +37,12 @@ void AddBios(const std::vector<Structure>& structures, TreeBuilder& tree) {
   const auto bios = std::find_if(structures.begin(), structures.end(),
                                  [](const Structure& s) { return s.type == kBiosType; });
   if (bios == structures.end()) return;
+  const Structure s = WholeGroups(*bios, {kBiosFirstLayoutEnd});
   const std::string root = kBiosRoot;
   tree.Element("", root);
-  tree.Leaf(root, root + "/Vendor", StringText(*bios, kBiosVendorOffset));
-  tree.Leaf(root, root + "/Version", StringText(*bios, kBiosVersionOffset));
-  tree.Leaf(root, root + "/ReleaseDate", StringText(*bios, kBiosReleaseDateOffset));
+  tree.Leaf(root, root + "/Vendor", StringText(s, kBiosVendorOffset));
+  tree.Leaf(root, root + "/Version", StringText(s, kBiosVersionOffset));
+  tree.Leaf(root, root + "/ReleaseDate", StringText(s, kBiosReleaseDateOffset));
 }
 
 }  // namespace Module::BIOSConfig

@@ -6,7 +6,10 @@
 #include <optional>
 
 #include "ErrorCodes.h"
+#include "ErrorMgr.h"
+#include "Logger.h"
 #include "ResultStatus.h"
+#include "Settings.h"
 #include "smbios_answers.h"
 #include "smbios_error.h"
 #include "smbios_source.h"
@@ -38,14 +41,37 @@ bool ImageExists(const std::string& image) {
 std::string NotFoundDetail(const SourcePaths& paths) {
   const std::string image = paths.image.empty() ? "no image is configured ([SMBIOS] Image)"
                                                 : "the image " + paths.image + " does not exist";
-  return image + " and there are no firmware tables in " + paths.firmwareLocation;
+  // A configured image may be what the settings file that cannot be read names.
+  const std::string settings = Ordix::Settings::Problem();
+  return image + " and there are no firmware tables in " + paths.firmwareLocation +
+         (settings.empty() ? "" : "; " + settings);
+}
+
+constexpr const char* kLogSource = "biosconfig";
+constexpr const char* kLogFunction = "Module::BIOSConfig::AnswerTreeFor";
+constexpr int kLogLevelError = 2;
+constexpr int kLogLineDamage = 60;
+
+// Once per source and process: the decoded table is kept, so this runs once.
+void LogDamage(const std::string& source, const std::string& damage) {
+  const uint16_t code = ErrorCode::kSmbiosTableDamaged;
+  std::string text;
+  Logger* logger = Logger::CreateInstance();
+  logger->CreateMessage(text,
+                        ErrorMgr::GetInstance()->Get(code) + " (" + source + ": " + damage + ")");
+  logger->Log(kLogLevelError, kLogSource, kLogFunction, kLogLineDamage, "%d: %s", code,
+              text.c_str());
 }
 
 ResultMap ReadAndDecode(const SourcePaths& paths, bool fromImage) {
   std::optional<SmbiosTables> tables =
       fromImage ? ReadImageTables(paths.image) : ReadFirmwareTables(paths.firmwareLocation);
   if (!tables) ThrowSmbios(ErrorCode::kSmbiosNotFound, NotFoundDetail(paths));
-  return DecodeTables(*tables);
+  DecodedTables decoded = DecodeTables(*tables);
+  if (!decoded.damage.empty()) {
+    LogDamage(fromImage ? "image " + paths.image : paths.firmwareLocation, decoded.damage);
+  }
+  return std::move(decoded.tree);
 }
 
 }  // namespace

@@ -22,6 +22,8 @@ constexpr size_t kNumberOfDevicesOffset = 0x0D;
 constexpr size_t kExtendedCapacityOffset = 0x0F;
 constexpr uint8_t kSystemMemoryUse = 3;
 constexpr uint32_t kCapacityInExtended = 0x80000000;
+// Where the layouts of successive versions end: a structure cut inside one lacks all of it.
+constexpr std::initializer_list<size_t> kArrayLayoutEnds = {0x0F, 0x17};
 
 constexpr uint8_t kDeviceType = 17;
 constexpr size_t kArrayHandleOffset = 0x04;
@@ -43,6 +45,7 @@ constexpr size_t kExtendedSpeedOffset = 0x54;
 constexpr size_t kExtendedConfiguredSpeedOffset = 0x58;
 // The two extended speeds came in together; a structure that stops between them has neither.
 constexpr size_t kExtendedSpeedsEnd = 0x5C;
+constexpr std::initializer_list<size_t> kDeviceLayoutEnds = {0x15, 0x17, 0x1B};
 
 constexpr uint16_t kWidthUnknown = 0xFFFF;
 constexpr uint16_t kSizeUnknown = 0xFFFF;
@@ -144,14 +147,24 @@ void AddArray(const Structure& array, const DeviceList& devices, const std::stri
   }
 }
 
-// The Memory Devices by the handle of the array they name, in table order.
-std::map<uint16_t, DeviceList> DevicesByArray(const std::vector<Structure>& structures) {
-  std::map<uint16_t, DeviceList> devices;
+// The structures of type, each cut to the whole groups of fields it holds.
+std::vector<Structure> OfType(const std::vector<Structure>& structures, uint8_t type,
+                              std::initializer_list<size_t> layoutEnds) {
+  std::vector<Structure> found;
   for (const Structure& s : structures) {
-    const std::optional<uint16_t> array = Field<uint16_t>(s, kArrayHandleOffset);
-    if (s.type == kDeviceType && array) devices[*array].push_back(&s);
+    if (s.type == type) found.push_back(WholeGroups(s, layoutEnds));
   }
-  return devices;
+  return found;
+}
+
+// The Memory Devices by the handle of the array they name, in table order.
+std::map<uint16_t, DeviceList> DevicesByArray(const std::vector<Structure>& devices) {
+  std::map<uint16_t, DeviceList> byArray;
+  for (const Structure& s : devices) {
+    const std::optional<uint16_t> array = Field<uint16_t>(s, kArrayHandleOffset);
+    if (array) byArray[*array].push_back(&s);
+  }
+  return byArray;
 }
 
 }  // namespace
@@ -160,16 +173,17 @@ std::map<uint16_t, DeviceList> DevicesByArray(const std::vector<Structure>& stru
 // the devices naming it are listed under the first of them only: under every one, a table of
 // a few kilobytes would make millions of nodes.
 void AddMemoryArrays(const std::vector<Structure>& structures, TreeBuilder& tree) {
-  const std::map<uint16_t, DeviceList> devices = DevicesByArray(structures);
+  const std::vector<Structure> devices = OfType(structures, kDeviceType, kDeviceLayoutEnds);
+  const std::map<uint16_t, DeviceList> byArray = DevicesByArray(devices);
   const DeviceList none;
   std::set<uint16_t> listed;
   size_t a = 0;
-  for (const Structure& s : structures) {
-    if (s.type != kArrayType || Field<uint8_t>(s, kUseOffset) != kSystemMemoryUse) continue;
+  for (const Structure& s : OfType(structures, kArrayType, kArrayLayoutEnds)) {
+    if (Field<uint8_t>(s, kUseOffset) != kSystemMemoryUse) continue;
     const std::string path = std::string(kMemoryArraysPath) + "[" + std::to_string(++a) + "]";
-    const auto found = devices.find(s.handle);
+    const auto found = byArray.find(s.handle);
     const bool first = listed.insert(s.handle).second;
-    AddArray(s, first && found != devices.end() ? found->second : none, path, tree);
+    AddArray(s, first && found != byArray.end() ? found->second : none, path, tree);
   }
   tree.Leaf(kMemoryArraysPath, std::string(kMemoryArraysPath) + "/TotalNoOfArray", Decimal(a));
 }

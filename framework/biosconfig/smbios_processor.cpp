@@ -33,6 +33,9 @@ constexpr size_t kCoreCount2Offset = 0x2A;
 constexpr size_t kCoreEnabled2Offset = 0x2C;
 constexpr size_t kThreadCount2Offset = 0x2E;
 
+// Where the layouts of successive versions end: a structure cut inside one lacks all of it.
+constexpr std::initializer_list<size_t> kLayoutEnds = {0x1A, 0x20, 0x23, 0x28};
+
 constexpr uint8_t kFamilyInFamily2 = 0xFE;  // the family is in Processor Family 2
 constexpr uint8_t kCountInCount2 = 0xFF;    // the count is in its two-byte "Count 2" field
 constexpr uint8_t kPopulatedBit = 0x40;
@@ -96,8 +99,9 @@ std::string SpeedText(const Structure& s, size_t offset) {
   return NonZeroText(speed ? std::optional<uint64_t>(*speed) : std::nullopt);
 }
 
-void AddProcessor(const Structure& s, const EntryPoint& ep, const std::string& path,
+void AddProcessor(const Structure& whole, const EntryPoint& ep, const std::string& path,
                   TreeBuilder& tree) {
+  const Structure s = WholeGroups(whole, kLayoutEnds);
   tree.Element(kProcessorsPath, path);
   const auto leaf = [&](const char* name, std::string value) {
     tree.Leaf(path, path + "/" + name, std::move(value));

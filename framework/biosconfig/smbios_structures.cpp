@@ -1,6 +1,7 @@
 #include "smbios_structures.h"
 
 #include <algorithm>
+#include <variant>
 
 #include "ErrorCodes.h"
 #include "smbios_error.h"
@@ -9,14 +10,9 @@ namespace Module::BIOSConfig {
 
 namespace {
 
-constexpr size_t kHeaderLength = 4;
 constexpr size_t kTypeOffset = 0;
 constexpr size_t kLengthOffset = 1;
 constexpr size_t kHandleOffset = 2;
-
-[[noreturn]] void TableMalformed(const std::string& detail) {
-  ThrowSmbios(ErrorCode::kSmbiosTableMalformed, detail);
-}
 
 // Where the string set starting at start ends (just past its double NUL), or nullopt when
 // the table ends first. A structure without strings has the double NUL alone.
@@ -42,12 +38,10 @@ std::vector<std::string> SplitStrings(ByteView table, size_t start, size_t end) 
   }
 }
 
-// Reads the structure at offset, whose formatted area and string set lie inside the table.
-Structure ReadStructure(ByteView table, size_t offset, size_t number) {
-  if (!table.Has(offset, kHeaderLength)) {
-    TableMalformed("structure " + std::to_string(number) + " at offset " + HexOffset(offset) +
-                   ": its header runs past the table end " + HexOffset(table.size()));
-  }
+// Reads the structure whose header starts at offset (the caller checked the header is there).
+// Returns what is wrong with it instead when its formatted area or string set does not lie
+// inside the table: nothing after it can be located either.
+std::variant<Structure, std::string> ReadStructure(ByteView table, size_t offset, size_t number) {
   Structure s;
   s.number = number;
   s.offset = offset;
@@ -55,18 +49,17 @@ Structure ReadStructure(ByteView table, size_t offset, size_t number) {
   s.handle = *table.Read<uint16_t>(offset + kHandleOffset);
   const uint8_t length = *table.Read<uint8_t>(offset + kLengthOffset);
   if (length < kHeaderLength) {
-    TableMalformed(Describe(s) + " has length " + std::to_string(length) +
-                   ", shorter than its 4-byte header");
+    return Describe(s) + " has length " + std::to_string(length) +
+           ", shorter than its 4-byte header";
   }
   if (!table.Has(offset, length)) {
-    TableMalformed(Describe(s) + " runs past the table end " + HexOffset(table.size()) +
-                   " (formatted area of " + std::to_string(length) + " bytes)");
+    return Describe(s) + " runs past the table end " + HexOffset(table.size()) +
+           " (formatted area of " + std::to_string(length) + " bytes)";
   }
   const std::optional<size_t> end = StringSetEnd(table, offset + length);
   if (!end) {
-    TableMalformed(Describe(s) + ": its string set at " + HexOffset(offset + length) +
-                   " is not terminated by a double NUL before the table end " +
-                   HexOffset(table.size()));
+    return Describe(s) + ": its string set at " + HexOffset(offset + length) +
+           " is not terminated by a double NUL before the table end " + HexOffset(table.size());
   }
   s.formatted = table.Slice(offset, length).Copy();
   s.strings = SplitStrings(table, offset + length, *end);
@@ -76,21 +69,41 @@ Structure ReadStructure(ByteView table, size_t offset, size_t number) {
 
 }  // namespace
 
-std::vector<Structure> WalkTable(ByteView table, const EntryPoint& entryPoint) {
-  std::vector<Structure> structures;
+TableWalk WalkTable(ByteView table, const EntryPoint& entryPoint) {
+  TableWalk walk;
+  const size_t count = entryPoint.isVersion3 ? 0 : entryPoint.structureCount;
   size_t offset = 0;
-  // 2.x tables from before the end-of-table structure existed end by their count.
-  while (entryPoint.structureCount == 0 || structures.size() < entryPoint.structureCount) {
-    if (offset >= table.size()) {
-      TableMalformed("the table ends at " + HexOffset(table.size()) + " after " +
-                     std::to_string(structures.size()) +
-                     " structures without an end-of-table structure (type 127)");
+  // Fewer than a header's bytes left over is where the table ends, not damage.
+  while ((count == 0 || walk.structures.size() < count) && table.Has(offset, kHeaderLength)) {
+    auto read = ReadStructure(table, offset, walk.structures.size() + 1);
+    if (auto* damage = std::get_if<std::string>(&read)) {
+      walk.damage = std::move(*damage);
+      break;
     }
-    structures.push_back(ReadStructure(table, offset, structures.size() + 1));
-    if (structures.back().type == kEndOfTableType) break;
-    offset = structures.back().end;
+    walk.structures.push_back(std::move(std::get<Structure>(read)));
+    offset = walk.structures.back().end;
+    if (entryPoint.isVersion3 && walk.structures.back().type == kEndOfTableType) break;
   }
-  return structures;
+  if (walk.structures.empty()) {
+    ThrowSmbios(ErrorCode::kSmbiosTableMalformed,
+                walk.damage.empty()
+                    ? "the table of " + std::to_string(table.size()) + " bytes holds no structure"
+                    : walk.damage);
+  }
+  return walk;
+}
+
+Structure WholeGroups(const Structure& structure, std::initializer_list<size_t> groupEnds) {
+  const size_t length = structure.formatted.size();
+  size_t usable = kHeaderLength;
+  for (const size_t end : groupEnds) {
+    if (length < end) break;
+    usable = end;
+  }
+  if (groupEnds.size() != 0 && length >= *(groupEnds.end() - 1)) usable = length;
+  Structure cut = structure;
+  cut.formatted.resize(std::min(usable, length));
+  return cut;
 }
 
 std::string Describe(const Structure& s) {
@@ -102,12 +115,7 @@ std::optional<std::string> StringField(const Structure& structure, size_t offset
   const std::optional<uint8_t> index = Field<uint8_t>(structure, offset);
   if (!index) return std::nullopt;
   if (*index == 0) return std::string();
-  if (*index > structure.strings.size()) {
-    ThrowSmbios(ErrorCode::kSmbiosBadStringIndex,
-                Describe(structure) + " names string " + std::to_string(*index) + " at " +
-                    HexOffset(offset) + " but holds " + std::to_string(structure.strings.size()) +
-                    " strings");
-  }
+  if (*index > structure.strings.size()) return std::string(kBadStringIndex);
   return structure.strings[*index - 1];
 }
 

@@ -3,7 +3,10 @@
 namespace Module::BIOSConfig {
 
 namespace {
-constexpr const char* kBlanks = " \t\r\n\v\f";
+constexpr char kBlank = ' ';
+constexpr unsigned char kFirstPrintable = 0x20;
+constexpr unsigned char kDelete = 0x7F;
+constexpr char kStandIn = '.';
 }  // namespace
 
 std::string Decimal(uint64_t value) {
@@ -23,7 +26,13 @@ std::string CodeName(const Structure& s, size_t offset, const char* (*name)(uint
 std::string StringText(const Structure& s, size_t offset) {
   std::optional<std::string> text = StringField(s, offset);
   if (!text) return kUnknown;
-  text->erase(text->find_last_not_of(kBlanks) + 1);
+  // Control characters would break a line of output or a terminal, and bytes past ASCII are
+  // in no known encoding: both read as '.', as other readers print them.
+  for (char& c : *text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < kFirstPrintable || byte >= kDelete) c = kStandIn;
+  }
+  text->erase(text->find_last_not_of(kBlank) + 1);
   return *text;
 }
 

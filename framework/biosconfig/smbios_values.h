@@ -1,6 +1,6 @@
 #pragma once
 // How decoded fields become answer values: bare decimal numbers, "Unknown" for what the
-// table does not give, names for codes, strings trimmed of trailing blanks.
+// table does not give, names for codes, strings as readers print them.
 
 #include <cstdint>
 #include <optional>
@@ -21,8 +21,8 @@ std::string NonZeroText(std::optional<uint64_t> value);
 // the code has no name.
 std::string CodeName(const Structure& s, size_t offset, const char* (*name)(uint8_t));
 
-// The string the field at offset names, trailing blanks trimmed; Unknown when the field is
-// absent, "" when it names none.
+// The string the field at offset names, bytes other than printable ASCII shown as '.' and
+// trailing blanks trimmed; Unknown when the field is absent, "" when it names none.
 std::string StringText(const Structure& s, size_t offset);
 
 }  // namespace Module::BIOSConfig

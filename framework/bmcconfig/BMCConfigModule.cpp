@@ -3,6 +3,7 @@
 #include <mutex>
 #include <utility>
 
+#include "QueryScope.h"
 #include "driver_library.h"
 #include "ipmi_answers.h"
 
@@ -14,6 +15,8 @@ BMCConfigModule::AnswerSource gSource;
 }  // namespace
 
 void BMCConfigModule::Process(std::string query, ResultMap& answer) {
+  // One query of its own when a host asks directly; part of the caller's otherwise.
+  const QueryScope scope;
   AnswerSource source;
   {
     std::lock_guard<std::mutex> lock(gSourceMutex);

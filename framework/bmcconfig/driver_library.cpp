@@ -1,10 +1,12 @@
 #include "driver_library.h"
 
 #include <array>
+#include <chrono>
 #include <mutex>
 #include <optional>
 #include <utility>
 
+#include "BmcBudget.h"
 #include "ErrorCodes.h"
 #include "bmc_error.h"
 #include "library_location.h"
@@ -16,8 +18,10 @@ namespace {
 
 constexpr const char* kDriverBaseName = "quarnapi";
 constexpr const char* kSendSymbol = "SendTimedImbpRequest";
-// Only a bound for the driver's own waits; the real driver takes its bound from the settings.
-constexpr int kRequestTimeoutMs = 5000;
+constexpr const char* kLastErrorSymbol = "GetImbpLastError";
+// No bound of our own: the driver's ([BMC] TimeoutMs), or what is left of the query's.
+constexpr int kDriverBound = 0;
+constexpr uint32_t kMaxErrorText = 1024;
 constexpr uint8_t kPrimaryBus = 0;
 
 const char* StatusName(int status) {
@@ -49,8 +53,9 @@ std::vector<std::string> DriverCandidates() {
 
 }  // namespace
 
-DriverLibrary::DriverLibrary(Sys::DynamicLibrary library, SendTimedImbpRequestFn send)
-    : library_(std::move(library)), send_(send) {}
+DriverLibrary::DriverLibrary(Sys::DynamicLibrary library, SendTimedImbpRequestFn send,
+                             GetImbpLastErrorFn lastError)
+    : library_(std::move(library)), send_(send), lastError_(lastError) {}
 
 DriverLibrary DriverLibrary::Load(const std::vector<std::string>& candidates) {
   std::string reasons;
@@ -67,12 +72,24 @@ DriverLibrary DriverLibrary::Load(const std::vector<std::string>& candidates) {
     if (send == nullptr) {
       ThrowBmc(ErrorCode::kBmcDriverNotLoaded, candidate + ": no function " + kSendSymbol);
     }
-    return DriverLibrary(std::move(library), reinterpret_cast<SendTimedImbpRequestFn>(send));
+    return DriverLibrary(std::move(library), reinterpret_cast<SendTimedImbpRequestFn>(send),
+                         reinterpret_cast<GetImbpLastErrorFn>(library.Symbol(kLastErrorSymbol)));
   }
   ThrowBmc(ErrorCode::kBmcDriverNotLoaded, reasons.empty() ? "no library named" : reasons);
 }
 
+std::string DriverLibrary::LastError() const {
+  if (lastError_ == nullptr) return {};
+  std::array<char, kMaxErrorText> text{};
+  const int length = lastError_(text.data(), kMaxErrorText);
+  return length > 0 ? std::string(text.data()) : std::string();
+}
+
 IpmiReply DriverLibrary::Exchange(const IpmiRequest& request) const {
+  const BmcBudget::Grant grant = BmcBudget::Admit(kDriverBound);
+  if (grant.refused) {
+    ThrowBmc(ErrorCode::kBmcNotSent, "request " + RequestText(request) + ": " + grant.reason);
+  }
   // The C interface takes the data by non-const pointer.
   std::vector<uint8_t> data = request.data;
   ImbRequest imb{};
@@ -87,11 +104,16 @@ IpmiReply DriverLibrary::Exchange(const IpmiRequest& request) const {
   std::array<uint8_t, IMB_MAX_RESPONSE_DATA_LENGTH> buffer{};
   int length = 0;
   uint8_t completionCode = kCcOk;
-  const int status = send_(&imb, kRequestTimeoutMs, buffer.data(), &length, &completionCode);
+  const auto start = std::chrono::steady_clock::now();
+  const int status = send_(&imb, grant.timeoutMs, buffer.data(), &length, &completionCode);
+  BmcBudget::Charge(std::chrono::steady_clock::now() - start, status != IMB_STATUS_SUCCESS);
   if (status != IMB_STATUS_SUCCESS) {
-    ThrowBmc(ErrorCode::kBmcUnreachable, "driver status " + std::to_string(status) + " (" +
-                                             StatusName(status) + ") request " +
-                                             RequestText(request));
+    const std::string why = LastError();
+    const std::string detail = "driver status " + std::to_string(status) + " (" +
+                               StatusName(status) + ") request " + RequestText(request) +
+                               (why.empty() ? "" : ": " + why);
+    BmcBudget::Fail(detail);
+    ThrowBmc(ErrorCode::kBmcUnreachable, detail);
   }
   if (length < 0 || length > IMB_MAX_RESPONSE_DATA_LENGTH) {
     ThrowBmc(ErrorCode::kBmcReplyMalformed, "driver reported " + std::to_string(length) +

@@ -17,16 +17,21 @@ class DriverLibrary {
   // or when the one that loads lacks the request function.
   static DriverLibrary Load(const std::vector<std::string>& candidates);
 
-  // Sends the request to the controller. A completion code is the caller's to judge; a request
-  // the driver could not complete throws ResultStatus (2040), and a reply length outside what
-  // the driver may write throws 2043.
+  // Sends the request to the controller, within the current query's time for the BMC
+  // (BmcBudget). A completion code is the caller's to judge; a request the driver could not
+  // complete throws ResultStatus (2040, with the driver's reason when it gives one), one the
+  // query no longer allows is not sent (2046), and a reply length outside what the driver may
+  // write throws 2043.
   IpmiReply Exchange(const IpmiRequest& request) const;
 
  private:
-  DriverLibrary(Sys::DynamicLibrary library, SendTimedImbpRequestFn send);
+  DriverLibrary(Sys::DynamicLibrary library, SendTimedImbpRequestFn send,
+                GetImbpLastErrorFn lastError);
+  std::string LastError() const;
 
   Sys::DynamicLibrary library_;
   SendTimedImbpRequestFn send_ = nullptr;
+  GetImbpLastErrorFn lastError_ = nullptr;  // optional: not every driver says why
 };
 
 // The process's driver, libquarnapi.so, where the loader looks for that name (LD_LIBRARY_PATH

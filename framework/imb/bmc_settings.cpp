@@ -22,8 +22,7 @@ constexpr unsigned kMinTimeoutMs = 50;
 constexpr unsigned kMaxTimeoutMs = 600000;
 constexpr unsigned kMaxPort = 65535;
 constexpr unsigned kMaxCipherSuite = 255;
-// FreeIPMI's own default; shorter only when the whole bound is shorter.
-constexpr unsigned kDefaultRetransmissionMs = 1000;
+constexpr const char* kNoWorkaround = "none";
 
 template <typename T>
 using Names = std::vector<std::pair<const char*, T>>;
@@ -55,6 +54,7 @@ const Names<unsigned> kLanWorkarounds = {
 
 const Names<unsigned> kLanPlusWorkarounds = {
     {"authcap", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_AUTHENTICATION_CAPABILITIES},
+    {"intel20", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_INTEL_2_0_SESSION},
     {"supermicro20", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_SUPERMICRO_2_0_SESSION},
     {"sun20", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_SUN_2_0_SESSION},
     {"opensesspriv", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE},
@@ -129,8 +129,11 @@ class Reader {
                 "a whole number from " + std::to_string(low) + " to " + std::to_string(high));
   }
 
-  bool Flags(const char* key, const Names<unsigned>& names, unsigned& out) {
+  // Names separated by blanks or commas; "none" alone is no flag, but still a choice.
+  bool Flags(const char* key, const Names<unsigned>& names, unsigned& out, bool& given) {
     std::string text = Text(key);
+    given = !text.empty();
+    if (Lower(text) == kNoWorkaround) return true;
     std::replace(text.begin(), text.end(), ',', ' ');
     std::string_view rest = text;
     while (!(rest = Trim(rest)).empty()) {
@@ -138,7 +141,9 @@ class Reader {
       const std::string_view word = rest.substr(0, end);
       rest.remove_prefix(end);
       const auto flag = Lookup(names, word);
-      if (!flag) return Fail(key, std::string(word), "among " + Choices(names));
+      if (!flag)
+        return Fail(key, std::string(word),
+                    std::string(kNoWorkaround) + " or among " + Choices(names));
       out |= *flag;
     }
     return true;
@@ -174,9 +179,30 @@ std::string HostWithPort(const std::string& host, unsigned port) {
   return host + suffix;
 }
 
-SessionTimeouts TimeoutsFor(unsigned timeoutMs) {
-  const unsigned session = std::max(timeoutMs / 2, 2U);
-  return {session, std::min(kDefaultRetransmissionMs, session / 2)};
+std::string WorkaroundNames(Interface interface, unsigned flags) {
+  std::string out;
+  if (interface == Interface::kInband) return out;
+  for (const auto& [name, flag] :
+       interface == Interface::kLan ? kLanWorkarounds : kLanPlusWorkarounds) {
+    if ((flags & flag) != 0) out += (out.empty() ? "" : " ") + std::string(name);
+  }
+  return out;
+}
+
+template <typename T>
+std::string NameOf(const Names<T>& names, T value) {
+  for (const auto& [name, v] : names) {
+    if (v == value) return name;
+  }
+  return std::to_string(unsigned{value});
+}
+
+std::string PrivilegeName(uint8_t level) {
+  return NameOf(kPrivilegeLevels, level);
+}
+
+std::string AuthenticationTypeName(uint8_t type) {
+  return NameOf(kAuthenticationTypes, type);
 }
 
 SettingsResult ParseBmcSettings(const SettingLookup& lookup) {
@@ -206,7 +232,7 @@ SettingsResult ParseBmcSettings(const SettingLookup& lookup) {
       (s.interface == Interface::kInband ||
        read.Flags("Workarounds",
                   s.interface == Interface::kLan ? kLanWorkarounds : kLanPlusWorkarounds,
-                  s.workaroundFlags));
+                  s.workaroundFlags, s.workaroundsForced));
   if (!ok) return {std::nullopt, read.error};
 
   s.cipherSuite = static_cast<uint8_t>(cipherSuite);

@@ -25,6 +25,9 @@ struct BmcSettings {
   uint8_t cipherSuite = 3;
   unsigned timeoutMs = 5000;
   unsigned workaroundFlags = 0;  // IPMI_WORKAROUND_FLAGS_OUTOFBAND(_2_0)_* for the interface
+  // Workarounds was set (to "none" for no workaround at all): the flags are used as they are and
+  // no other workaround is tried when a session cannot be opened.
+  bool workaroundsForced = false;
 };
 
 struct SettingsResult {
@@ -44,13 +47,11 @@ std::optional<Interface> ParseInterface(std::string_view name);
 // "[v6-address]:port") keeps it; a bare IPv6 address goes in brackets.
 std::string HostWithPort(const std::string& host, unsigned port);
 
-// FreeIPMI's session and retransmission timeouts for a bound on every wait. Its
-// retransmission loop was seen to overrun the session timeout by up to the same again, so it
-// gets half the bound.
-struct SessionTimeouts {
-  unsigned sessionMs;
-  unsigned retransmissionMs;
-};
-SessionTimeouts TimeoutsFor(unsigned timeoutMs);
+// The Workarounds names of flags for the interface, separated by blanks ("opensesspriv").
+std::string WorkaroundNames(Interface interface, unsigned flags);
+
+// The settings' names of a privilege level and an authentication type ("admin", "md5").
+std::string PrivilegeName(uint8_t level);
+std::string AuthenticationTypeName(uint8_t type);
 
 }  // namespace Ordix::Imb

@@ -28,8 +28,8 @@ std::string Describe(ipmi_ctx_t context) {
   return message != nullptr ? message : "unknown FreeIPMI error";
 }
 
-int OpenContext(ipmi_ctx_t context, const BmcSettings& s) {
-  const SessionTimeouts timeouts = TimeoutsFor(s.timeoutMs);
+int OpenContext(ipmi_ctx_t context, const BmcSettings& s, unsigned flags,
+                SessionTimeouts timeouts) {
   switch (s.interface) {
     case Interface::kInband:
       // Only the named device: probing other drivers could touch I/O ports, and an absent
@@ -39,44 +39,30 @@ int OpenContext(ipmi_ctx_t context, const BmcSettings& s) {
     case Interface::kLan:
       return ::ipmi_ctx_open_outofband(context, s.host.c_str(), s.user.c_str(), s.password.c_str(),
                                        s.authenticationType, s.privilegeLevel, timeouts.sessionMs,
-                                       timeouts.retransmissionMs, s.workaroundFlags,
-                                       IPMI_FLAGS_DEFAULT);
+                                       timeouts.retransmissionMs, flags, IPMI_FLAGS_DEFAULT);
     case Interface::kLanPlus:
       return ::ipmi_ctx_open_outofband_2_0(
           context, s.host.c_str(), s.user.c_str(), s.password.c_str(), nullptr, 0, s.privilegeLevel,
-          s.cipherSuite, timeouts.sessionMs, timeouts.retransmissionMs, s.workaroundFlags,
-          IPMI_FLAGS_DEFAULT);
+          s.cipherSuite, timeouts.sessionMs, timeouts.retransmissionMs, flags, IPMI_FLAGS_DEFAULT);
   }
   return -1;
-}
-
-const char* Name(Interface interface) {
-  switch (interface) {
-    case Interface::kInband:
-      return "in-band device ";
-    case Interface::kLan:
-      return "lan session to ";
-    case Interface::kLanPlus:
-      return "lanplus session to ";
-  }
-  return "";
 }
 
 }  // namespace
 
 std::optional<FreeIpmiSession> FreeIpmiSession::Open(const BmcSettings& settings,
-                                                     std::string& error) {
+                                                     unsigned workaroundFlags,
+                                                     SessionTimeouts timeouts,
+                                                     OpenAttempt& failure) {
   ipmi_ctx_t context = ::ipmi_ctx_create();
   if (context == nullptr) {
-    error = "cannot create a FreeIPMI context";
+    failure = {false, IPMI_ERR_OUT_OF_MEMORY, "cannot create a FreeIPMI context"};
     return std::nullopt;
   }
-  FreeIpmiSession session(context);  // destroys the context on every early return
-  if (OpenContext(context, settings) < 0) {
-    const std::string target =
-        settings.interface == Interface::kInband ? settings.device : settings.host;
-    error =
-        std::string("cannot open ") + Name(settings.interface) + target + ": " + Describe(context);
+  if (settings.interface == Interface::kInband) timeouts = {};
+  FreeIpmiSession session(context, timeouts);  // destroys the context on every early return
+  if (OpenContext(context, settings, workaroundFlags, timeouts) < 0) {
+    failure = {false, ::ipmi_ctx_errnum(context), Describe(context)};
     return std::nullopt;
   }
   return session;
@@ -87,12 +73,13 @@ FreeIpmiSession::~FreeIpmiSession() {
 }
 
 FreeIpmiSession::FreeIpmiSession(FreeIpmiSession&& other) noexcept
-    : context_(std::exchange(other.context_, nullptr)) {}
+    : context_(std::exchange(other.context_, nullptr)), timeouts_(other.timeouts_) {}
 
 FreeIpmiSession& FreeIpmiSession::operator=(FreeIpmiSession&& other) noexcept {
   if (this != &other) {
     Release();
     context_ = std::exchange(other.context_, nullptr);
+    timeouts_ = other.timeouts_;
   }
   return *this;
 }
@@ -121,7 +108,8 @@ FreeIpmiSession::Answer FreeIpmiSession::Send(const RawRequest& request, uint8_t
     answer.length = length;
     return answer;
   }
-  answer.sessionLost = !SessionSurvives(::ipmi_ctx_errnum(context_));
+  answer.errnum = ::ipmi_ctx_errnum(context_);
+  answer.sessionLost = !SessionSurvives(answer.errnum);
   answer.error = Describe(context_);
   return answer;
 }

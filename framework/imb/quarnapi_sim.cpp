@@ -113,6 +113,7 @@ Sim::Responder* Current(Double& state) {
 
 int Send(const ImbRequest* request, uint8_t* responseData, int* responseLength,
          uint8_t* completionCode) {
+  LastErrorText::Clear();
   if (responseLength != nullptr) *responseLength = 0;
   if (request == nullptr || responseData == nullptr || responseLength == nullptr ||
       completionCode == nullptr) {
@@ -125,12 +126,16 @@ int Send(const ImbRequest* request, uint8_t* responseData, int* responseLength,
   Double& state = TheDouble();
   std::lock_guard<std::mutex> lock(state.mutex);
   Sim::Responder* responder = Current(state);
-  if (responder == nullptr) return IMB_STATUS_NOT_CONFIGURED;
+  if (responder == nullptr) {
+    LastErrorText::Set("no usable script (see the log)");
+    return IMB_STATUS_NOT_CONFIGURED;
+  }
   const Sim::Responder::Outcome outcome = responder->Answer(raw.netFn, raw.command, raw.data);
   if (outcome.status != IMB_STATUS_SUCCESS) {
     Logger::CreateInstance()->Log(kLogLevelTrace, kLogSource, "SendTimedImbpRequest",
                                   kLogLineFailure, "scripted failure of %02x/%02x", raw.netFn,
                                   raw.command);
+    LastErrorText::Set("the script makes this request fail");
     return outcome.status;
   }
   return WriteResponse(outcome.reply.completionCode, outcome.reply.data.data(),
@@ -155,6 +160,10 @@ int GetAsyncImbpMessage(uint8_t* message, uint32_t* messageLength, int /*timeout
 int SelectInterface(const char* interfaceName, const char* /*host*/, const char* /*user*/,
                     const char* /*password*/) {
   return interfaceName != nullptr && ParseInterface(interfaceName) ? 1 : 0;
+}
+
+int GetImbpLastError(char* text, uint32_t capacity) {
+  return Guarded(0, [&] { return LastErrorText::CopyTo(text, capacity); });
 }
 
 }  // extern "C"

@@ -36,6 +36,10 @@ std::string OneLine(std::string text) {
   return text;
 }
 
+constexpr const char* kLogSource = "logging";
+constexpr const char* kLogFunction = "Logger::CreateInstance";
+constexpr int kLogLineSettings = 50;
+
 // The process's logger: created on first use, destroyed with the process's other statics.
 std::unique_ptr<Logger> gLogger;
 std::once_flag gLoggerOnce;
@@ -49,7 +53,19 @@ void Logger::FileCloser::operator()(std::FILE* f) const {
 Logger::Logger() : settings_(ReadLoggerSettings()) {}
 
 Logger* Logger::CreateInstance() {
-  std::call_once(gLoggerOnce, [] { gLogger.reset(new Logger()); });
+  bool created = false;
+  std::call_once(gLoggerOnce, [&created] {
+    gLogger.reset(new Logger());
+    created = true;
+  });
+  // Said once, by the logger that the unreadable settings left writing to its default place:
+  // otherwise every setting silently has its default.
+  if (created) {
+    if (const std::string problem = Ordix::Settings::Problem(); !problem.empty()) {
+      gLogger->Log(kDefaultLevel, kLogSource, kLogFunction, kLogLineSettings, "%s",
+                   problem.c_str());
+    }
+  }
   return gLogger.get();
 }
 

@@ -7,6 +7,9 @@
 #include <memory>
 #include <mutex>
 
+#include "settings_file.h"
+#include "settings_text.h"
+
 namespace Ordix::Settings {
 
 namespace {
@@ -39,6 +42,7 @@ struct Parsed {
   Stamp stamp;
   long long parsedAtNs = 0;
   std::shared_ptr<const INIReader> reader;
+  std::string problem;
 };
 
 // File times tick coarsely (up to 10 ms), so a file rewritten with the same size just
@@ -49,20 +53,31 @@ constexpr long long kRacyWindowNs = 20000000LL;  // twice the coarsest tick (HZ=
 std::mutex gParsedMutex;
 Parsed gParsed;
 
-std::shared_ptr<const INIReader> Reader() {
+// The file as last parsed, parsed again first if it has changed.
+const Parsed& Current() {
   const std::string path = FilePath();
   const Stamp stamp = StampOf(path);
-  std::lock_guard<std::mutex> lock(gParsedMutex);
   const bool settled = !stamp.exists || stamp.writtenNs + kRacyWindowNs < gParsed.parsedAtNs;
   if (gParsed.reader && gParsed.path == path && gParsed.stamp == stamp && settled) {
-    return gParsed.reader;
+    return gParsed;
   }
   timespec now{};
   ::clock_gettime(CLOCK_REALTIME, &now);
-  // A file that is missing or cannot be parsed (ParseError() != 0) still answers every key
-  // it could read before the fault; anything else falls back.
-  gParsed = Parsed{path, stamp, Nanoseconds(now), std::make_shared<const INIReader>(path)};
-  return gParsed.reader;
+  SettingsText file = ReadSettingsText(path);
+  // A file that cannot be parsed whole (a line that is no setting) still answers every key it
+  // could read; one that is missing or cannot be read gives every default.
+  gParsed = Parsed{path, stamp, Nanoseconds(now),
+                   std::make_shared<const INIReader>(file.text.data(), file.text.size()),
+                   file.state == SettingsText::State::kUnreadable
+                       ? "the settings file " + path + " cannot be read (" + file.problem +
+                             "); every setting has its default"
+                       : std::string()};
+  return gParsed;
+}
+
+std::shared_ptr<const INIReader> Reader() {
+  std::lock_guard<std::mutex> lock(gParsedMutex);
+  return Current().reader;
 }
 
 }  // namespace
@@ -77,7 +92,12 @@ std::string GetString(const std::string& section, const std::string& key,
 }
 
 long GetInt(const std::string& section, const std::string& key, long fallback) {
-  return Reader()->GetInteger(section, key, fallback);
+  return ParseDecimal(Reader()->Get(section, key, ""), fallback);
+}
+
+std::string Problem() {
+  std::lock_guard<std::mutex> lock(gParsedMutex);
+  return Current().problem;
 }
 
 }  // namespace Ordix::Settings

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Settings.h"
+#include "settings_text.h"
 
 namespace Ordix::Settings {
 
@@ -63,14 +64,13 @@ std::string GetString(const std::string& section, const std::string& key,
   }
 }
 
-// As the Linux reader takes integers: strtol with base 0 ("0x10" is 16), a value that does not
-// start with a number gives the fallback.
 long GetInt(const std::string& section, const std::string& key, long fallback) {
-  const std::string text = GetString(section, key, "");
-  const char* begin = text.c_str();
-  char* end = nullptr;
-  const long value = std::strtol(begin, &end, 0);
-  return end > begin ? value : fallback;
+  return ParseDecimal(GetString(section, key, ""), fallback);
+}
+
+// The profile API reads whatever it can and says nothing of a file it cannot read.
+std::string Problem() {
+  return {};
 }
 
 }  // namespace Ordix::Settings

@@ -27,8 +27,8 @@ constexpr ErrorText kErrorTexts[] = {
     {1035, "No populated processor socket was found."},
     {1036, "The state of a memory module could not be read."},
     {1037, "The memory error counts could not be read from the system event log."},
-    {1038, "The number of memory arrays is missing or negative."},
-    {1039, "The number of memory devices of a memory array is missing."},
+    {1038, "The number of memory arrays is missing, negative, or more than any machine has."},
+    {1039, "The number of memory devices of a memory array is missing, or more than the SMBIOS table accounts for."},
     {1047, "This form of ProcessXQuery is not supported by the module."},
     // The framework's own libraries.
     {2010, "The operating system's memory figures could not be read."},
@@ -40,8 +40,8 @@ constexpr ErrorText kErrorTexts[] = {
     {2020, "No SMBIOS tables were found: neither the configured image nor the firmware's tables exist."},
     {2021, "The SMBIOS tables could not be read."},
     {2022, "The SMBIOS entry point is malformed (anchor, length, version or checksum)."},
-    {2023, "The SMBIOS structure table is malformed (a structure is truncated, runs past the table, or the end-of-table structure is missing)."},
-    {2024, "An SMBIOS structure refers to a string that its string set does not hold."},
+    {2023, "The SMBIOS structure table is malformed: not one structure can be read from it."},
+    {2025, "The SMBIOS structure table is damaged: the structures before the damage are answered and the rest is left out."},
     {2040,
      "The management controller cannot be reached: the management-bus driver library could not "
      "send a request or got no valid answer."},
@@ -56,6 +56,9 @@ constexpr ErrorText kErrorTexts[] = {
      "The system event log cannot be read to its end: a next-record ID leads back to a record "
      "already read."},
     {2045, "The BMC query is malformed: a sensor number is not a decimal number from 0 to 255."},
+    {2046,
+     "A request to the management controller was not sent: the controller already failed this "
+     "query, or the query's time for it ([BMC] TimeoutMs) is spent."},
     {2060, "The EFI variable does not exist."},
     {2061, "The EFI variable is larger than the buffer given for it; the size it needs is returned."},
     {2062, "The EFI variable could not be read."},

@@ -72,7 +72,7 @@ void InstallSmbiosAnswers() {
   static const ResultMap tree = [] {
     const std::optional<SmbiosTables> tables = ReadImageTables(FUZZ_SMBIOS_IMAGE);
     if (!tables) Unusable("no SMBIOS image " FUZZ_SMBIOS_IMAGE);
-    return DecodeTables(*tables);
+    return DecodeTables(*tables).tree;
   }();
   BIOSConfigModule::InstallAnswerSource([](const std::string& query, ResultMap& answer) {
     CopyAnswer(tree, query, answer);

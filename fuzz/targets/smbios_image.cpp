@@ -57,7 +57,7 @@ void Query(const ResultMap& tree, const std::string& query) {
 void DecodeAndQuery(const SmbiosTables& tables) {
   ResultMap tree;
   try {
-    tree = DecodeTables(tables);
+    tree = DecodeTables(tables).tree;
   } catch (const ResultStatus&) {
     return;  // a damaged table is refused with its error code, as promised
   }

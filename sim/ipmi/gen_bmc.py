@@ -10,7 +10,8 @@ Into OUT_DIR go:
 
 With --variant, the profile's event log is replaced by one generated from the variant's short
 description (PROFILE/variants/NAME.toml: a count and a cycle of records repeated in order up to
-it), so a long log needs no thousand hand-written records.
+it), so a long log needs no thousand hand-written records. A variant may instead (or as well)
+name another SMBIOS image (smbios = "QUIRK", one of sim/smbios/quirks), which the build copies.
 
 Usage: gen_bmc.py PROFILE/bmc.toml -o OUT_DIR --module PATH [--efi-cases variables.toml]
                   [--variant PROFILE/variants/NAME.toml]
@@ -36,7 +37,7 @@ KEYS = {
     "sensor": {"number", "name", "type", "reading_type", "reading", "event_status"},
     "record": {"type", "generator", "sensor_type", "sensor", "event_type", "data", "bytes",
                "note"},
-    "variant": {"sel"},
+    "variant": {"sel", "smbios"},
     "generated_sel": {"count", "cycle"},
 }
 
@@ -266,7 +267,10 @@ def main():
         if args.variant is not None:
             where = args.variant
             with open(args.variant, "rb") as f:
-                profile["sel"] = generated_sel(tomllib.load(f))
+                variant = tomllib.load(f)
+            checked(variant, "variant", "variant")
+            if "sel" in variant:  # else the profile's own log; "smbios" is the build's to copy
+                profile["sel"] = generated_sel(variant)
             where = args.description
         files = generate(profile, args.module.resolve(), args.efi_cases)
     except (OSError, tomllib.TOMLDecodeError, DescriptionError) as e:

@@ -7,11 +7,22 @@ table address set to 0x20, and the structure table at 0x20. A 2.x version gets t
 order (BIOS, system, processors, memory arrays, memory devices, end of table) with handles
 0, 1, 2, ... in that order. See sim/profiles/*/smbios.toml for the description format.
 
-Usage: gen_smbios.py PROFILE.toml -o IMAGE [--settings INI]
+The shapes real firmware ships are described too (see sim/smbios/quirks/*.toml): a description
+may start from a profile's (base = "NAME"), and its [table] section chooses the entry point
+("32-bit", "64-bit" or the bare "legacy" _DMI_ one), leaves out the end-of-table structure,
+gives a table length short of the structures (short_by) or another structure count, ends the
+image before the table does (image_short_by), or breaks a structure's length byte (damage). A structure may be cut to an older layout
+(length = ...), name a string or array it does not have (string_index, array_handle), carry
+raw size words and control or non-ASCII characters in its strings (written as Latin-1).
+[expect] lists what dmidecode says on standard error about the image; it goes to EXPECT.json
+beside the image for the checks.
+
+Usage: gen_smbios.py PROFILE.toml -o IMAGE [--settings INI] [--expect EXPECT.json]
 """
 
 import argparse
 import itertools
+import json
 import struct
 import sys
 import tomllib
@@ -42,18 +53,32 @@ NO_CACHE = 0xFFFF      # processor cache handle: no cache structure
 UNKNOWN16 = 0xFFFF
 
 KEYS = {
-    "profile": {"smbios", "device_order", "bios", "system", "sockets", "arrays"},
-    "bios": {"vendor", "version", "date", "release"},
+    "profile": {"base", "smbios", "device_order", "bios", "system", "sockets", "arrays",
+                "table", "expect"},
+    "bios": {"vendor", "version", "date", "release", "length"},
     "system": {"manufacturer", "product", "version", "serial"},
     "socket": {"designation", "processor_type", "family", "manufacturer", "version", "id",
                "external_clock", "max_speed", "current_speed", "populated", "status",
-               "serial", "asset", "part", "cores", "cores_enabled", "threads"},
+               "serial", "asset", "part", "cores", "cores_enabled", "threads", "length",
+               "string_index"},
     "array": {"location", "use", "ecc", "max_capacity_mb", "devices_field", "installed",
-              "devices"},
+              "devices", "length", "repeat"},
     "device": {"locator", "bank", "size_mb", "form_factor", "type", "detail", "total_width",
                "data_width", "speed", "configured_speed", "manufacturer", "serial", "asset",
-               "part", "rank", "voltage_mv"},
+               "part", "rank", "voltage_mv", "length", "size_word", "array_handle",
+               "string_index"},
+    "table": {"entry_point", "end_of_table", "short_by", "count", "image_short_by", "damage"},
+    "damage": {"structure", "length"},
+    "expect": {"dmidecode_warnings"},
 }
+# The string fields a description may point elsewhere with string_index.
+STRING_FIELDS = {
+    "socket": {"designation": 0x04, "manufacturer": 0x07, "version": 0x10, "serial": 0x20,
+               "asset": 0x21, "part": 0x22},
+    "device": {"locator": 0x10, "bank": 0x11, "manufacturer": 0x17, "serial": 0x18,
+               "asset": 0x19, "part": 0x1A},
+}
+PROFILES = Path(__file__).resolve().parent.parent / "profiles"
 
 
 class DescriptionError(Exception):
@@ -93,11 +118,27 @@ class Strings:
     def encode(self):
         if not self.texts:
             return b"\0\0"
-        return b"".join(t.encode("ascii") + b"\0" for t in self.texts) + b"\0"
+        # Latin-1, so a description can write any byte but NUL ("\u0007", "\u00e9").
+        return b"".join(t.encode("latin-1") + b"\0" for t in self.texts) + b"\0"
 
 
 def structure(kind, handle, formatted, strings):
     return struct.pack("<BBH", kind, 4 + len(formatted), handle) + formatted + strings.encode()
+
+
+def shaped(kind, desc, formatted, strings):
+    """(formatted area, strings) after the description's own quirks: a layout cut to an older
+    version's length, string indexes pointing elsewhere."""
+    formatted = bytearray(formatted)
+    for field, index in desc.get("string_index", {}).items():
+        if field not in STRING_FIELDS.get(kind, {}):
+            raise DescriptionError(f"string_index: {field!r} is not a string field of a {kind}")
+        formatted[STRING_FIELDS[kind][field] - 4] = index
+    if "length" in desc:
+        if not 4 <= desc["length"] <= 4 + len(formatted):
+            raise DescriptionError(f"length {desc['length']:#x}: from 4 to {4 + len(formatted):#x}")
+        formatted = formatted[:desc["length"] - 4]
+    return bytes(formatted), strings
 
 
 def split_count(count, v3, what):
@@ -116,7 +157,7 @@ def bios(desc, v3):
                     0, 0, major, minor, 0xFF, 0xFF)
     if v3:
         f += struct.pack("<H", 32)  # extended ROM size: 32 MB
-    return f, s
+    return shaped("bios", desc, f, s)
 
 
 def system(desc):
@@ -148,7 +189,7 @@ def processor(desc, v3):
                     family)
     if v3:
         f += struct.pack("<HHH", *(word for _, word in counts))
-    return f, s
+    return shaped("socket", desc, f, s)
 
 
 def memory_array(desc):
@@ -158,7 +199,7 @@ def memory_array(desc):
                     code("ecc", desc["ecc"]), 0x80000000 if extended else kib, NOT_PROVIDED,
                     desc.get("devices_field", len(desc.get("devices", []))),
                     kib * 1024 if extended else 0)
-    return f, Strings()
+    return shaped("array", desc, f, Strings())
 
 
 def memory_device(desc, v3, array_handle):
@@ -182,9 +223,10 @@ def memory_device(desc, v3, array_handle):
                                    f"use one of {sorted(DETAIL_BITS)}")
         detail |= 1 << DETAIL_BITS[name.lower()]
     volts = desc.get("voltage_mv", 0)
-    f = struct.pack("<HHHHHBBBBBHHBBBBBIHHHH", array_handle, NOT_PROVIDED,
+    f = struct.pack("<HHHHHBBBBBHHBBBBBIHHHH", desc.get("array_handle", array_handle),
+                    NOT_PROVIDED,
                     desc.get("total_width", UNKNOWN16), desc.get("data_width", UNKNOWN16),
-                    size_word, code("form_factor", desc.get("form_factor", "unknown")), 0,
+                    desc.get("size_word", size_word), code("form_factor", desc.get("form_factor", "unknown")), 0,
                     s(desc.get("locator")), s(desc.get("bank")),
                     code("type", desc.get("type", "unknown")), detail,
                     min(speeds[0], 0xFFFF), s(desc.get("manufacturer")), s(desc.get("serial")),
@@ -194,22 +236,47 @@ def memory_device(desc, v3, array_handle):
         f += struct.pack("<BHBHHHHQQQQII", 0x03 if size_bytes else 0x02,
                          1 << 3 if size_bytes else 0,  # operating mode: volatile memory
                          0, 0, 0, 0, 0, 0, size_bytes, 0, 0, *speeds)
-    return f, s
+    return shaped("device", desc, f, s)
 
 
-def entry_point(version, table, count, largest):
+def checksummed(ep, at, start=0, end=None):
+    ep[at] = 0
+    ep[at] = -sum(ep[start:end]) & 0xFF
+
+
+def entry_point(kind, version, length, count, largest):
     major, minor = version
-    if major >= 3:
+    if kind == "64-bit":
         ep = bytearray(struct.pack("<5sBBBBBBBIQ", b"_SM3_", 0, 0x18, major, minor, 0, 1, 0,
-                                   len(table), 0x20))
-        ep[5] = -sum(ep) & 0xFF
-    else:
+                                   length, 0x20))
+        checksummed(ep, 5)
+    elif kind == "32-bit":
         ep = bytearray(struct.pack("<4sBBBBHB5s5sBHIHB", b"_SM_", 0, 0x1F, major, minor,
-                                   largest, 0, bytes(5), b"_DMI_", 0, len(table), 0x20, count,
+                                   largest, 0, bytes(5), b"_DMI_", 0, length, 0x20, count,
                                    major << 4 | minor))
-        ep[0x15] = -sum(ep[0x10:]) & 0xFF
-        ep[0x04] = -sum(ep) & 0xFF
+        checksummed(ep, 0x15, 0x10)
+        checksummed(ep, 0x04)
+    elif kind == "legacy":  # "_DMI_" alone, version in BCD
+        ep = bytearray(struct.pack("<5sBHIHB", b"_DMI_", 0, length, 0x20, count,
+                                   major << 4 | minor))
+        checksummed(ep, 5)
+    else:
+        raise DescriptionError(f"entry_point {kind!r}: '32-bit', '64-bit' or 'legacy'")
     return bytes(ep).ljust(0x20, b"\0")
+
+
+def damaged(structures, damage):
+    """The structures with the length bytes [[table.damage]] names broken."""
+    structures = list(structures)
+    for i, d in enumerate(damage):
+        checked(d, "damage", f"table.damage[{i}]")
+        n = d["structure"]
+        if not 1 <= n <= len(structures):
+            raise DescriptionError(f"table.damage[{i}]: no structure {n}")
+        broken = bytearray(structures[n - 1])
+        broken[1] = d["length"]
+        structures[n - 1] = bytes(broken)
+    return structures
 
 
 def devices_in_table_order(arrays, interleaved):
@@ -221,13 +288,23 @@ def devices_in_table_order(arrays, interleaved):
     return [pair for row in rounds for pair in row if pair is not None]
 
 
+def with_base(profile):
+    """The description on top of its base profile's: its own keys replace the base's."""
+    if "base" not in profile:
+        return profile
+    with (PROFILES / profile["base"] / "smbios.toml").open("rb") as f:
+        base = tomllib.load(f)
+    return {**base, **{k: v for k, v in profile.items() if k != "base"}}
+
+
 def build(profile):
-    checked(profile, "profile", "profile")
+    profile = checked(with_base(checked(profile, "profile", "profile")), "profile", "profile")
     version = tuple(int(p) for p in profile["smbios"].split("."))
-    if version < (2, 7):
-        raise DescriptionError("SMBIOS versions before 2.7 are not generated")
     v3 = version[0] >= 3
-    arrays = [checked(a, "array", f"arrays[{i}]") for i, a in enumerate(profile.get("arrays", []))]
+    table_desc = checked(profile.get("table", {}), "table", "table")
+    arrays = []
+    for i, a in enumerate(profile.get("arrays", [])):
+        arrays += [checked(a, "array", f"arrays[{i}]")] * a.get("repeat", 1)
     order = profile.get("device_order", "by array")
     if order not in ("by array", "interleaved"):
         raise DescriptionError(f"device_order {order!r}: 'by array' or 'interleaved'")
@@ -249,9 +326,19 @@ def build(profile):
         parts.append((17, memory_device(fields, v3, first_array + i)))
 
     structures = [structure(kind, handle, *body) for handle, (kind, body) in enumerate(parts)]
-    structures.append(structure(127, len(structures), b"", Strings()))
-    table = b"".join(structures)
-    return entry_point(version, table, len(structures), max(map(len, structures))) + table
+    if table_desc.get("end_of_table", True):
+        structures.append(structure(127, len(structures), b"", Strings()))
+    largest = max(map(len, structures))
+    table = b"".join(damaged(structures, table_desc.get("damage", [])))
+    kind = table_desc.get("entry_point", "64-bit" if v3 else "32-bit")
+    ep = entry_point(kind, version, len(table) - table_desc.get("short_by", 0),
+                     table_desc.get("count", len(structures)), largest)
+    return (ep + table)[:len(ep) + len(table) - table_desc.get("image_short_by", 0)]
+
+
+def expectations(profile):
+    expect = checked(with_base(profile).get("expect", {}), "expect", "expect")
+    return {"dmidecode_warnings": expect.get("dmidecode_warnings", [])}
 
 
 def main(argv):
@@ -260,12 +347,15 @@ def main(argv):
     parser.add_argument("-o", "--output", type=Path, required=True, help="image to write")
     parser.add_argument("--settings", type=Path,
                         help="also write a settings file whose [SMBIOS] Image names the image")
+    parser.add_argument("--expect", type=Path,
+                        help="also write what the checks should expect of other readers (JSON)")
     args = parser.parse_args(argv)
     try:
         with args.profile.open("rb") as f:
-            image = build(tomllib.load(f))
+            description = tomllib.load(f)
+        image, expect = build(description), expectations(description)
     except (OSError, tomllib.TOMLDecodeError, DescriptionError, KeyError, struct.error,
-            UnicodeError) as e:
+            UnicodeError, ValueError) as e:
         detail = f"missing key {e}" if isinstance(e, KeyError) else str(e)
         print(f"gen_smbios: {args.profile}: {detail}", file=sys.stderr)
         return 1
@@ -273,6 +363,8 @@ def main(argv):
     args.output.write_bytes(image)
     if args.settings:
         args.settings.write_text(f"[SMBIOS]\nImage={args.output.resolve()}\n")
+    if args.expect:
+        args.expect.write_text(json.dumps(expect, indent=2) + "\n")
     return 0
 
 

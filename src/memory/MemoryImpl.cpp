@@ -1,13 +1,16 @@
 #include "memory/MemoryImpl.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 
+#include "BIOSConfigModule.h"
 #include "ErrorReport.h"
 #include "Format.h"
 #include "Paths.h"
 #include "memory/DimmState.h"
 #include "memory/MemoryErrorCount.h"
+#include "memory/SlotBound.h"
 #include "memory/SlotSensor.h"
 #include "platform/PlatformImpl.h"
 
@@ -38,6 +41,8 @@ constexpr uint16_t kErrArrayCount = 1038;
 constexpr uint16_t kErrDeviceCount = 1039;
 
 constexpr const char* kArrayCountError = "ERROR_GET_MEMORY_ARRAY_NO";
+// In the totals when an array claims more slots than the table can account for.
+constexpr const char* kDeviceCountError = "ERROR_GET_MEMORY_DEVICE_NO";
 constexpr const char* kDimmStateError = "ERROR_GET_MEMORY_DIMM_STATE";
 constexpr const char* kErrorCountError = "ERROR_GET_MEMORY_ECC_ERROR_COUNT";
 
@@ -47,9 +52,9 @@ constexpr const char* kSmbiosArrays = "/SMBIOS/MemoryArray";
 
 // Slots a board has no sensor for; written in upper case, unlike the table's own "ff".
 constexpr const char* kNoSensorFiller = "FF";
-// The filler never grows the table past this many slots: an SMBIOS device count is 16 bits and
-// arrays are few, so only a corrupt count would ask for more, and it must not exhaust memory.
-constexpr long long kMaxSensorTableSlots = 1 << 20;
+// The filler never grows the table past the indexes usable slots reach (a board index of up to
+// 3 times the device count, plus the device): a corrupt count must not exhaust memory.
+constexpr long long kMaxSensorTableSlots = 4 * kMaxSlots;
 
 // Makes sure the table reaches index; the new entries are fillers.
 void ExtendSensorTable(std::vector<std::string>& table, long long slots) {
@@ -78,40 +83,69 @@ void Memory::FillMemoryTopologyMap(NodeTree& tree) {
   }
   AddNode(kPlatform, "/MemoryTopology", "", 1, tree);
   AddNode(kMemoryTopology, "/MemoryInfo", "", 1, tree);
-  const int arrays = std::atoi(arrayCount.c_str());
+  const long long arrays = LeadingCount(arrayCount.c_str());
 
   const std::string board = platform_ != nullptr ? platform_->GetBoardID() : std::string();
   std::vector<std::string> sensorTable;
   if (platform_ != nullptr) sensorTable = platform_->GetDimmSensorNumbers(board.c_str());
-  const int firstArrayDevices = std::atoi(
+  const long long firstArrayDevices = LeadingCount(
       GetBIOSValue(std::string(kSmbiosArrays) + "[1]", "/NumMemoryDevices", tree).c_str());
-  ExtendSensorTable(sensorTable, static_cast<long long>(arrays) * firstArrayDevices);
+  ExtendSensorTable(sensorTable, std::min(arrays, kMaxSlots) * firstArrayDevices);
 
-  if (arrays < 0) {
+  // More arrays than a machine could have slots is a corrupt table, not a count to walk.
+  if (arrays < 0 || arrays > kMaxSlots) {
     AddNode(kPlatform, "/MemoryTopology", kArrayCountError, 1, tree);
     ReportError(kErrArrayCount, kNegativeArrayCountSite);
     return;
   }
 
-  int slotTotal = 0;
-  long long sizeTotal = 0;
-  for (int i = 0; i < arrays; ++i) {
-    if (!FillArray(i, sensorTable, tree, slotTotal, sizeTotal)) {
-      ReportError(kErrDeviceCount, kNoDeviceCountSite);
-      return;
+  Totals totals{static_cast<int>(arrays)};
+  for (int i = 0; i < static_cast<int>(arrays); ++i) {
+    const ArrayFill fill = FillArray(i, sensorTable, tree, totals);
+    if (fill == ArrayFill::kFilled) continue;
+    if (fill == ArrayFill::kCountBeyondTable) {
+      AddNode(kMemoryTopology, "/NumberOfElements", kDeviceCountError, 0, tree);
+      AddNode(kMemoryTopology, "/TotalMemorySize", kDeviceCountError, 0, tree);
     }
+    ReportError(kErrDeviceCount, kNoDeviceCountSite);
+    return;
   }
+  const int slotTotal = totals.slots;
+  const long long sizeTotal = totals.size;
   AddNode(kMemoryTopology, "/NumberOfElements", DecimalText(slotTotal), 0, tree);
   AddNode(kMemoryTopology, "/TotalMemorySize", DecimalText(sizeTotal), 0, tree);
 }
 
-bool Memory::FillArray(int i, std::vector<std::string>& sensorTable, NodeTree& tree, int& slotTotal,
-                       long long& sizeTotal) {
+long long Memory::ListedDevices(int arrays) {
+  long long listed = 0;
+  for (int a = 1; a <= arrays; ++a) {
+    BIOSConfig::BIOSConfigModule bios;
+    ResultMap children;
+    const std::string array = std::string(kSmbiosArrays) + "[" + DecimalText(a) + "]";
+    bios.ProcessXQuery(array + "/@children", children);
+    for (const std::string& child : children[array].list) {
+      if (child.find("/MemoryDevice[") != std::string::npos) ++listed;
+    }
+  }
+  return listed;
+}
+
+Memory::ArrayFill Memory::FillArray(int i, std::vector<std::string>& sensorTable, NodeTree& tree,
+                                    Totals& totals) {
   const std::string arrayPath = std::string(kSmbiosArrays) + "[" + DecimalText(i + 1) + "]";
   const std::string deviceCount = GetBIOSValue(arrayPath, "/NumMemoryDevices", tree);
-  if (deviceCount.empty()) return false;
-  const int devices = std::atoi(deviceCount.c_str());
-  slotTotal += devices;
+  if (deviceCount.empty()) return ArrayFill::kNoCount;
+  const long long claimed = LeadingCount(deviceCount.c_str());
+  // The devices the table lists are counted only for a count past what any board has.
+  if (claimed > kUnlistedSlotAllowance && totals.listedDevices < 0) {
+    totals.listedDevices = ListedDevices(totals.arrays);
+  }
+  if (!DeviceCountUsable(claimed, std::max(totals.listedDevices, 0LL), totals.slots)) {
+    return ArrayFill::kCountBeyondTable;
+  }
+  const int devices = static_cast<int>(claimed);
+  totals.slots += devices;
+  long long& sizeTotal = totals.size;
 
   const bool boardsByLocator =
       platform_ != nullptr && platform_->family == Platform::kTeskarPlatform;
@@ -141,7 +175,7 @@ bool Memory::FillArray(int i, std::vector<std::string>& sensorTable, NodeTree& t
     AddNode(slotPath, "/SensorOwnerID", HexText(0x33), 0, tree);
     AddNode(slotPath, "/SensorOwnerLUN", "0", 0, tree);
   }
-  return true;
+  return ArrayFill::kFilled;
 }
 
 void Memory::FillSlot(int slot, const std::string& arrayPath, const std::string& devicePath,

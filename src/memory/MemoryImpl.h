@@ -36,9 +36,20 @@ class Memory {
   static void ReadSEL(int32_t& corrected, int32_t& uncorrected);
 
  private:
-  // Writes the slots of array arrayIndex (0-based); false when its device count is missing.
-  bool FillArray(int arrayIndex, std::vector<std::string>& sensorTable, NodeTree& tree,
-                 int& slotTotal, long long& sizeTotal);
+  struct Totals {
+    int arrays = 0;
+    int slots = 0;
+    long long size = 0;
+    long long listedDevices = -1;  // counted when first needed
+  };
+  enum class ArrayFill { kFilled, kNoCount, kCountBeyondTable };
+
+  // Writes the slots of array arrayIndex (0-based), unless its device count is missing or
+  // more than the table accounts for.
+  ArrayFill FillArray(int arrayIndex, std::vector<std::string>& sensorTable, NodeTree& tree,
+                      Totals& totals);
+  // The memory devices the table lists under its first `arrays` arrays.
+  static long long ListedDevices(int arrays);
   void FillSlot(int slot, const std::string& arrayPath, const std::string& devicePath,
                 NodeTree& tree, long long& sizeTotal);
 

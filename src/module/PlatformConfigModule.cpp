@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "ErrorReport.h"
+#include "QueryScope.h"
 #include "XTokenizer.h"
 
 namespace Module::PlatformConfig {
@@ -37,6 +38,8 @@ PlatformConfigModule::~PlatformConfigModule() {
 void PlatformConfigModule::Initialize(std::string /*unused*/) {}
 
 void PlatformConfigModule::ProcessXQuery(std::string query, ResultMap& result) {
+  // Everything this query asks of the framework, the BMC included, belongs to it.
+  const QueryScope scope;
   const std::vector<std::string> steps = XTokenizer(query, '/').TokenList();
 
   std::string base = query;

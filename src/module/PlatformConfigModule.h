@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <map>
 #include <string>
 
@@ -35,6 +36,10 @@ class PLATFORMCONFIG_EXPORT PlatformConfigModule : public PlatformConfigMgr {
   // Removes path and its whole subtree from result.
   void PruneResultMap(std::string path, ResultMap& result);
 
+  // The base path of the last query whose first step was "Platform" (without "/@children"):
+  // the subtree the destructor frees.
+  const std::string& LastQueryBase() const { return lastQueryBase_; }
+
  private:
   static PlatformConfigModule* m_pPlatformConfig;
 
@@ -46,3 +51,11 @@ class PLATFORMCONFIG_EXPORT PlatformConfigModule : public PlatformConfigMgr {
 
 // The module's one C entry: the address of PlatformConfigModule::CreateInstance.
 extern "C" PLATFORMCONFIG_EXPORT void* GetPlatformConfigCreationInfo();
+
+// What platform identification settled on, for hosts that report it (no query answers it): the
+// family name and the board identifier, each written NUL-terminated into the caller's buffer and
+// cut to fit. Read-only: it never identifies the platform itself, so calling it changes nothing.
+// Returns 0 once identification has run (a text is empty where identification found nothing),
+// 1 while no query has needed identification yet (both buffers emptied), -1 for a missing buffer.
+extern "C" PLATFORMCONFIG_EXPORT int GetPlatformConfigIdentity(char* family, size_t familySize,
+                                                               char* board, size_t boardSize);

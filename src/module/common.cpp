@@ -49,6 +49,20 @@ std::string ToGenericPath(std::string path) {
   return generic;
 }
 
+std::optional<uint32_t> LastIndex(const std::string& path) {
+  const size_t open = path.rfind('[');
+  if (open == std::string::npos) return 0;
+  const size_t close = path.find(']', open);
+  if (close == std::string::npos || close == open + 1) return std::nullopt;
+  uint64_t index = 0;
+  for (size_t i = open + 1; i < close; ++i) {
+    if (path[i] < '0' || path[i] > '9') return std::nullopt;
+    index = index * 10 + static_cast<uint64_t>(path[i] - '0');
+    if (index > UINT32_MAX) return std::nullopt;
+  }
+  return static_cast<uint32_t>(index);
+}
+
 // The module's queries to its sibling modules: each call makes a fresh sibling object and
 // drops it afterwards, so nothing of a sibling is kept between queries.
 namespace {

@@ -1,8 +1,10 @@
 #pragma once
 // The inventory tree and the helpers every builder adds nodes with.
 
+#include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,6 +28,11 @@ PLATFORMCONFIG_EXPORT void AddLeaf(std::string value, std::string path, NodeTree
 
 // Empties every index ("Name[3]" -> "Name[]"); predicates ("[@...]") are kept as they are.
 PLATFORMCONFIG_EXPORT std::string ToGenericPath(std::string path);
+
+// The index in the last brackets of path ("/A[1]/B[12]/C" gives 12): decimal digits closed by
+// "]", within 32 bits. Anything else there (a sign, blanks, a predicate, digits past 32 bits,
+// no "]") names no index and gives nothing; a path without "[" gives 0.
+PLATFORMCONFIG_EXPORT std::optional<uint32_t> LastIndex(const std::string& path);
 
 // Sends query to the sibling module its first step names ("BMC"; "BIOS" or "SMBIOS") and
 // returns the value list of the first entry of answer in key order. A sibling that throws

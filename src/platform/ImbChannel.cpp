@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <memory>
 #include <new>
 #include <string>
 
+#include "BmcBudget.h"
 #include "imb.h"
 #include "sys/DynamicLibrary.h"
 #include "sys/Process.h"
@@ -51,6 +53,7 @@ struct ImbDriver {
   SendTimedImbpRequestFn send = nullptr;
   GetAsyncImbpMessageFn getAsync = nullptr;
   SelectInterfaceFn select = nullptr;
+  GetImbpLastErrorFn lastError = nullptr;  // optional: not every driver says why
   uint32_t loaded = 0;
   uint32_t sequence = kFirstSequence;
   uint32_t asyncWord = 1;  // handed to the driver with every poll
@@ -77,7 +80,29 @@ bool OpenDriver(ImbDriver& driver) {
   driver.send = Resolve<SendTimedImbpRequestFn>(driver.library, "SendTimedImbpRequest");
   driver.getAsync = Resolve<GetAsyncImbpMessageFn>(driver.library, "GetAsyncImbpMessage");
   driver.select = Resolve<SelectInterfaceFn>(driver.library, "SelectInterface");
+  driver.lastError = Resolve<GetImbpLastErrorFn>(driver.library, "GetImbpLastError");
   return driver.send != nullptr && driver.getAsync != nullptr && driver.select != nullptr;
+}
+
+constexpr uint32_t kMaxErrorText = 1024;
+
+// The request as its text form reads ("20 06 00 01"), and why the driver says it failed.
+std::string FailureDetail(const ImbDriver& driver, const IpmiRequestBuffer& request) {
+  std::string text = "request";
+  char byte[4];
+  for (uint8_t b : {request.rsSa, request.netFn, request.rsLun, request.cmd}) {
+    std::snprintf(byte, sizeof(byte), " %02x", static_cast<unsigned>(b));
+    text += byte;
+  }
+  for (uint8_t b : request.data) {
+    std::snprintf(byte, sizeof(byte), " %02x", static_cast<unsigned>(b));
+    text += byte;
+  }
+  if (driver.lastError != nullptr) {
+    std::array<char, kMaxErrorText> why{};
+    if (driver.lastError(why.data(), kMaxErrorText) > 0) text += std::string(": ") + why.data();
+  }
+  return text;
 }
 
 // Copies a reply into the response block. The driver promises at most 65 bytes; a longer
@@ -184,18 +209,32 @@ uint32_t SendImbRequest(const IpmiRequestBuffer* request, IpmiResponseBuffer* re
   imb.busType = 0;
   imb.netFn = request->netFn;
   imb.rsLun = request->rsLun;
-  // The driver only reads the data; its C interface just lacks the const.
-  imb.data = const_cast<uint8_t*>(request->data.data());
+  // The driver only reads the data; its C interface just lacks the const. A request without
+  // data still points into a request block, as the module's own layout always did: a vendor
+  // driver may refuse a null pointer whatever the length says.
+  uint8_t noData = 0;
+  imb.data = request->data.empty() ? &noData : const_cast<uint8_t*>(request->data.data());
   imb.dataLength = static_cast<uint32_t>(request->data.size());
   std::array<uint8_t, kImbMaxResponseData> received{};
   int length = 0;
   uint8_t completionCode = 0;
   int status = -1;
+  // Within a query, the attempts share its time for the BMC: none is made once the BMC has
+  // failed the query, and a failing one is tried again only while that time lasts.
   for (int attempt = 0; attempt < kSendAttempts && status != IMB_STATUS_SUCCESS; ++attempt) {
+    const Module::BMCConfig::BmcBudget::Grant grant =
+        Module::BMCConfig::BmcBudget::Admit(kSendTimeoutMs);
+    if (grant.refused) break;
     length = 0;
-    status = driver.send(&imb, kSendTimeoutMs, received.data(), &length, &completionCode);
+    const auto start = std::chrono::steady_clock::now();
+    status = driver.send(&imb, grant.timeoutMs, received.data(), &length, &completionCode);
+    Module::BMCConfig::BmcBudget::Charge(std::chrono::steady_clock::now() - start,
+                                         status != IMB_STATUS_SUCCESS);
   }
-  if (status != IMB_STATUS_SUCCESS) return kImbStatusSendFailed;
+  if (status != IMB_STATUS_SUCCESS) {
+    Module::BMCConfig::BmcBudget::Fail(FailureDetail(driver, *request));
+    return kImbStatusSendFailed;
+  }
   StoreReply(*request, received.data(), length, completionCode, *response);
   return kImbStatusSuccess;
 }
@@ -245,7 +284,9 @@ bool SelectInterface(const char* interfaceName, const char* host, const char* us
 }
 
 uint8_t IpmbChecksum(const uint8_t* bytes, int count) {
-  if (bytes == nullptr || count <= 0) return 0;
+  if (bytes == nullptr || count == 0) return 0;
+  // Any count below 2 (a negative one too) covers the first byte alone.
+  if (count < 2) return static_cast<uint8_t>(-bytes[0]);
   uint8_t sum = 0;
   for (int i = 0; i < count; ++i) sum = static_cast<uint8_t>(sum + bytes[i]);
   return static_cast<uint8_t>(-sum);

@@ -81,7 +81,8 @@ PLATFORMCONFIG_EXPORT uint32_t SendBridgedImbRequest(const IpmiRequestBuffer* in
 PLATFORMCONFIG_EXPORT bool SelectInterface(const char* interfaceName, const char* host,
                                            const char* user, const char* password);
 
-// The IPMB checksum of count bytes: the value that makes their sum 0 modulo 256.
+// The IPMB checksum of count bytes: the value that makes their sum 0 modulo 256. A count
+// below 2 (negative ones included) checks the first byte alone; 0 bytes give 0.
 PLATFORMCONFIG_EXPORT uint8_t IpmbChecksum(const uint8_t* bytes, int count);
 
 }  // namespace Platform

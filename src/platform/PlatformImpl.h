@@ -27,6 +27,8 @@ class PLATFORMCONFIG_EXPORT PlatformImpl {
   // instance, so when identification throws, that call throws and every later call returns
   // the same instance, unidentified (empty family), without trying again.
   static PlatformImpl* GetInstance();
+  // The process's instance if one has been made, else null; never makes or identifies one.
+  static const PlatformImpl* Existing() { return m_pInstance; }
 
   PlatformImpl(const PlatformImpl&) = delete;
   PlatformImpl& operator=(const PlatformImpl&) = delete;

@@ -21,7 +21,6 @@ namespace Module::PlatformConfig {
 
 namespace {
 
-constexpr uint32_t kRequestIdentify = 4;
 constexpr uint32_t kAnswerWaitMs = 2000;
 constexpr const char* kLockPrefix = "Global\\ORDIX_CPU_MSR_MUTEX_";
 constexpr unsigned long kLockSuffix = 0x1234ABDC;
@@ -235,9 +234,13 @@ uint64_t WorkerAffinityMask(uint32_t worker) {
 }
 
 uint32_t AskWorkerToIdentify(uint32_t worker, uint32_t result[6]) {
+  return AskWorker(worker, kRequestIdentify, result);
+}
+
+uint32_t AskWorker(uint32_t worker, uint32_t requestCode, uint32_t result[6]) {
   if (worker >= gState.workerCount) return kFailed;
   WorkerRecord& record = gState.workers[worker];
-  record.requestCode = kRequestIdentify;
+  record.requestCode = requestCode;
   SetWorkerEvent(&record.requestEvent, 1);
   const uint32_t waited = WaitWorkerEvent(&record.responseEvent, kAnswerWaitMs);
   SetWorkerEvent(&record.responseEvent, 0);

@@ -22,6 +22,9 @@ constexpr uint32_t kBmcQueryFailed = 6;
 constexpr uint32_t kIndexOutOfRange = 11;
 constexpr uint32_t kWaitTimedOut = 15;
 
+// The one request a worker serves: identify the processor it runs on.
+constexpr uint32_t kRequestIdentify = 4;
+
 constexpr size_t kMaxWorkers = 64;
 constexpr size_t kMaxPackages = 64;
 constexpr size_t kLockNameSize = 260;
@@ -76,8 +79,10 @@ uint32_t PackageLogicalCount(uint32_t package);
 uint32_t PackageLogicalNumber(uint32_t package, uint32_t position);
 uint8_t PackageSensorHandle(uint32_t package);
 uint64_t WorkerAffinityMask(uint32_t worker);
-// Hands request code 4 (identify) to the worker and waits at most 2000 ms for its answer;
-// 1 on a lost or failed exchange, else the worker's status (result filled when 0).
+// Hands requestCode to the worker and waits at most 2000 ms for its answer: 1 on a lost or
+// failed exchange, else the worker's status (result filled when 0). Workers serve only
+// kRequestIdentify; any other code is answered with status 1.
+uint32_t AskWorker(uint32_t worker, uint32_t requestCode, uint32_t result[6]);
 uint32_t AskWorkerToIdentify(uint32_t worker, uint32_t result[6]);
 
 uint32_t AcquireRegisterLock(uint64_t mask, Sys::NamedLock* handle, char* name);

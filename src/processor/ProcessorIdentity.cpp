@@ -37,12 +37,6 @@ uint32_t CoresPerPackage(uint32_t block[4]) {
 
 }  // namespace
 
-// This system reads no processor registers: the primitive answers every leaf with the block
-// it was given. Identification above it is complete, so a real primitive changes nothing else.
-int ReadProcessorIdRegisters(uint32_t /*block*/[4]) {
-  return 1;
-}
-
 uint32_t IdentifyProcessor(uint32_t result[6]) {
   for (int i = 0; i < 6; ++i) result[i] = 0;
   uint32_t block[4];

@@ -65,6 +65,17 @@ const char* ProcessorType(uint32_t cores) {
   }
 }
 
+// Stops the workers a build starts however the build ends: an error thrown after their start
+// (a ResultStatus or any other exception) must not leave their threads, events and the driver
+// behind until the next start.
+class StopWorkersOnExit {
+ public:
+  StopWorkersOnExit() = default;
+  ~StopWorkersOnExit() { StopProcessorWorkers(); }
+  StopWorkersOnExit(const StopWorkersOnExit&) = delete;
+  StopWorkersOnExit& operator=(const StopWorkersOnExit&) = delete;
+};
+
 std::string Usage(double percent) {
   char text[64];
   std::snprintf(text, sizeof text, "%f", percent);
@@ -76,8 +87,8 @@ std::string Usage(double percent) {
 void Processor::Initialize(NodeTree& tree) {
   InitializePlatform();
   AddNode(kPlatform, "/ProcessorInfo", "", 1, tree);
+  const StopWorkersOnExit stop;
   FillProcessorInfoMap(tree);
-  StopProcessorWorkers();
 }
 
 void Processor::InitializePlatform() {
@@ -252,18 +263,17 @@ void Processor::GetUsage(uint32_t index, NodeTree& tree) {
 }
 
 void Processor::ProcessUsageQuery(const std::string& query, NodeTree& tree) {
+  const StopWorkersOnExit stop;
   FillProcessorInfoMap(tree);
-  const size_t bracket = query.rfind('[');
-  // Without "[" the whole text is read, which gives 0 for a path that starts with "/".
-  const uint32_t n = static_cast<uint32_t>(
-      std::atoi(bracket == std::string::npos ? query.c_str() : query.c_str() + bracket + 1));
+  // An index that is not plainly a number (one past 32 bits among them) names no processor.
+  const std::optional<uint32_t> n = LastIndex(query);
   auto node = std::make_unique<_XNode>();
   node->kind = XNODE_VALUE;
   double usage = 0;
-  node->list.push_back(GetLogicalProcessorUsage(n, &usage) != kOk ? kUsageError : Usage(usage));
+  const bool sampled = n && GetLogicalProcessorUsage(*n, &usage) == kOk;
+  node->list.push_back(sampled ? Usage(usage) : kUsageError);
   tree.clear();
   tree[query] = std::move(node);
-  StopProcessorWorkers();
 }
 
 }  // namespace Module::PlatformConfig

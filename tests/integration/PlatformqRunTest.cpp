@@ -216,7 +216,7 @@ TEST(PlatformqCommandTest, OutputsAndExitStatuses) {
 }
 
 TEST(ModuleBindingTest, AStatusTheModuleRaisesReachesTheCallerAndTheModuleStillAnswers) {
-  Platformq::ModuleBinding module = Platformq::ModuleBinding::Load(PLATFORMCONFIG_MODULE_PATH);
+  ModuleHost::ModuleBinding module = ModuleHost::ModuleBinding::Load(PLATFORMCONFIG_MODULE_PATH);
   try {
     module.ProcessIntoText("/Platform/OS/MemoryInfo/Units", std::string());
     ADD_FAILURE() << "the module does not support the text form";
@@ -228,6 +228,7 @@ TEST(ModuleBindingTest, AStatusTheModuleRaisesReachesTheCallerAndTheModuleStillA
   module.Process("/Platform/OS/MemoryInfo/Units", result);
   EXPECT_EQ(result["/Platform/OS/MemoryInfo/Units"].list, std::vector<std::string>{"MB"});
   EXPECT_EQ(result.count("/kept"), 1u) << "the answer is added to what the map held";
+  EXPECT_FALSE(module.Identity()) << "no query so far needed the platform identified";
 }
 
 }  // namespace

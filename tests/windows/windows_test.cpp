@@ -46,11 +46,13 @@ TEST(WindowsSettings, ProfileApiReadersAgreeOnTheConfiguredFile) {
   ScopedEnv env("ORDIX_CONFIG_DIR", dir.Path());
   EXPECT_EQ(Ordix::Settings::Directory(), dir.Path());
   dir.Write(Ordix::Settings::kFileName,
-            "[MSRObjectTimeouts]\r\nPollInterval = 25\r\nPollAttempts=0x20\r\nBad=many\r\n"
-            "Negative=-1\r\n[Logging]\r\nFile = C:\\logs\\platform.log\r\n");
+            "[MSRObjectTimeouts]\r\nPollInterval = 25\r\nPollAttempts=030\r\n"
+            "Bad=many\r\nNegative=-1\r\n[Logging]\r\nFile = C:\\logs\\platform.log\r\n");
   EXPECT_EQ(Ordix::Settings::GetInt("MSRObjectTimeouts", "PollInterval", 10), 25);
   EXPECT_EQ(Sys::GetSettingsInt("MSRObjectTimeouts", "PollInterval", 10), 25u);
-  EXPECT_EQ(Ordix::Settings::GetInt("MSRObjectTimeouts", "PollAttempts", 50), 32);
+  // Decimal, as the profile API reads: a leading 0 makes no octal.
+  EXPECT_EQ(Ordix::Settings::GetInt("MSRObjectTimeouts", "PollAttempts", 50), 30);
+  EXPECT_EQ(Sys::GetSettingsInt("MSRObjectTimeouts", "PollAttempts", 50), 30u);
   EXPECT_EQ(Ordix::Settings::GetInt("MSRObjectTimeouts", "Bad", 50), 50);
   EXPECT_EQ(Ordix::Settings::GetInt("msrobjecttimeouts", "pollinterval", 10), 25);  // any case
   EXPECT_EQ(Sys::GetSettingsInt("MSRObjectTimeouts", "Missing", 10), 10u);

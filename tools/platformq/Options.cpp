@@ -45,7 +45,9 @@ struct Parser {
     app.add_option("--config-dir", options.configDir,
                    "Directory holding the settings file OrdixServMgmtSettings.ini; sets "
                    "ORDIX_CONFIG_DIR before the module is loaded")
-        ->type_name("DIR");
+        ->type_name("DIR")
+        // A mistyped directory would otherwise leave every setting at its default unsaid.
+        ->check(CLI::ExistingDirectory);
     app.add_option("--format", format,
                    "Output: 'tree' (indented, name = value) or 'json' (an object keyed by path)")
         ->type_name("FORMAT")

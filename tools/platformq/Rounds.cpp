@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kProgram = "platformq";
 
-int RunQuery(const std::string& query, const QueryRouter& router, ResultMap& result,
+int RunQuery(const std::string& query, const ModuleHost::QueryRouter& router, ResultMap& result,
              std::ostream& err) {
   try {
     if (!router.Route(query, result)) {
@@ -53,8 +53,8 @@ void PrintRound(const ResultMap& result, const Options& options, unsigned round,
 
 }  // namespace
 
-int RunRound(const std::vector<std::string>& queries, const QueryRouter& router, ResultMap& result,
-             std::ostream& err) {
+int RunRound(const std::vector<std::string>& queries, const ModuleHost::QueryRouter& router,
+             ResultMap& result, std::ostream& err) {
   int status = kExitAnswered;
   for (const std::string& query : queries) {
     status = Worse(status, RunQuery(query, router, result, err));
@@ -62,7 +62,7 @@ int RunRound(const std::vector<std::string>& queries, const QueryRouter& router,
   return status;
 }
 
-int RunRounds(const Options& options, const QueryRouter& router, std::ostream& out,
+int RunRounds(const Options& options, const ModuleHost::QueryRouter& router, std::ostream& out,
               std::ostream& err, const std::function<void(unsigned)>& sleep) {
   int status = kExitAnswered;
   for (unsigned round = 1; round <= options.repeat; ++round) {

@@ -2,16 +2,12 @@
 // answers. See --help for the options and the exit statuses.
 
 #include <exception>
-#include <filesystem>
 #include <iostream>
-#include <stdexcept>
 #include <string>
 
-#include "BIOSConfigModule.h"
-#include "BMCConfigModule.h"
 #include "ExitStatus.h"
+#include "FrameworkHost.h"
 #include "ModuleBinding.h"
-#include "ModuleLocation.h"
 #include "Options.h"
 #include "ResultStatus.h"
 #include "Rounds.h"
@@ -20,42 +16,13 @@
 
 namespace {
 
-constexpr const char* kModuleBaseName = "PlatformConfig";
-constexpr const char* kConfigDirVariable = "ORDIX_CONFIG_DIR";
-
-std::string ModulePath(const Platformq::Options& options) {
-  if (!options.modulePath.empty()) return options.modulePath;
-  return Platformq::DefaultModulePath(Sys::ExecutableDirectory(),
-                                      Sys::SharedLibraryFileName(kModuleBaseName),
-                                      [](const std::string& path) {
-                                        std::error_code ignored;
-                                        return std::filesystem::is_regular_file(path, ignored);
-                                      });
-}
-
 int Run(const Platformq::Options& options) {
-  // The framework reads the variable when the module first asks for a setting, so it has to
-  // be in place before the module is loaded.
-  if (!options.configDir.empty() &&
-      !Sys::SetEnvironmentVariable(kConfigDirVariable, options.configDir)) {
-    throw std::runtime_error(std::string("cannot set ") + kConfigDirVariable);
-  }
-  Platformq::ModuleBinding module = Platformq::ModuleBinding::Load(ModulePath(options));
-
-  // First step of a query -> the module that answers it, as the framework routes them.
-  Platformq::QueryRouter router;
-  router.Add("Platform", [&module](const std::string& query, ResultMap& result) {
-    module.Process(query, result);
-  });
-  for (const char* step : {"SMBIOS", "BIOS"}) {
-    router.Add(step, [](const std::string& query, ResultMap& result) {
-      Module::BIOSConfig::BIOSConfigModule().ProcessXQuery(query, result);
-    });
-  }
-  router.Add("BMC", [](const std::string& query, ResultMap& result) {
-    Module::BMCConfig::BMCConfigModule().Process(query, result);
-  });
-
+  ModuleHost::UseConfigDir(options.configDir);
+  ModuleHost::WarnOfUnreadableSettings("platformq", std::cerr);
+  ModuleHost::ModuleBinding module = ModuleHost::ModuleBinding::Load(
+      options.modulePath.empty() ? ModuleHost::InstalledModulePath() : options.modulePath);
+  ModuleHost::QueryRouter router;
+  ModuleHost::AddFrameworkRoutes(router, module);
   return Platformq::RunRounds(options, router, std::cout, std::cerr, Sys::SleepMilliseconds);
 }
 

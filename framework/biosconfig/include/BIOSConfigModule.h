@@ -11,7 +11,9 @@ namespace Module::BIOSConfig {
 // settings' [SMBIOS] Image (a dump in the format `dmidecode --dump-bin` writes), else the
 // firmware's own tables. The decoded table is kept for the life of the process, per source.
 // A path it cannot answer adds nothing; "@children" as last step answers the element with its
-// child list only. An unreadable or corrupt table throws ResultStatus (codes 2020-2029).
+// child list only. A damaged table is answered from the structures before the damage (logged
+// once, code 2025); a table that cannot be found or read, or of which not one structure can be
+// read, throws ResultStatus (codes 2020-2023).
 class BIOSCONFIG_EXPORT BIOSConfigModule {
  public:
   BIOSConfigModule();

@@ -13,7 +13,9 @@ namespace Module::BMCConfig {
 // the first query that needs it and kept). Reply bytes are written in lower-case hexadecimal.
 // A path it does not answer adds nothing; a driver that cannot be loaded, a request that gets
 // no reply or a non-zero completion code, a malformed reply or sensor number, and an event log
-// whose record IDs loop throw ResultStatus (codes 2040-2045).
+// whose record IDs loop throw ResultStatus (codes 2040-2045). Each call is a query (QueryScope):
+// once the controller has failed it, or the query's time for the controller is spent
+// (BmcBudget), its remaining requests are refused at once (2046).
 class BMCCONFIG_EXPORT BMCConfigModule {
  public:
   using AnswerSource = std::function<void(const std::string& query, ResultMap& answer)>;

@@ -83,8 +83,8 @@ _Static_assert(sizeof(ImbRequest) == 17, "ImbRequest is a packed 17-byte structu
  * code. On any other status *responseLength is 0 and the other outputs are left alone.
  * The value of *responseLength on entry is ignored: responseData must have room for
  * IMB_MAX_RESPONSE_DATA_LENGTH bytes, and nothing past responseData[64] is ever written.
- * timeoutMs is accepted for compatibility; every wait is bounded by the [BMC] TimeoutMs
- * setting instead, because FreeIPMI fixes a session's timeout when the session opens.
+ * timeoutMs bounds the whole call when it is above 0 and below the [BMC] TimeoutMs setting,
+ * which bounds it otherwise; opening a session and replacing a dead one included.
  */
 IMB_EXPORT int SendTimedImbpRequest(ImbRequest* request, int timeoutMs, uint8_t* responseData,
                                     int* responseLength, uint8_t* completionCode);
@@ -110,9 +110,19 @@ IMB_EXPORT int GetAsyncImbpMessage(uint8_t* message, uint32_t* messageLength, in
 IMB_EXPORT int SelectInterface(const char* interfaceName, const char* host, const char* user,
                                const char* password);
 
+/*
+ * Why the calling thread's last SendTimedImbpRequest failed, as one line for a person: which
+ * step failed and what to set ("no reply from 127.0.0.1:623 within 900 ms: is [BMC] Host/Port
+ * right, is the BMC up? ..."). Writes at most capacity - 1 bytes and a terminating zero (nothing
+ * when text is null or capacity 0) and returns the text's whole length: 0 after a success.
+ * Optional: callers look it up and do without it when a driver lacks it.
+ */
+IMB_EXPORT int GetImbpLastError(char* text, uint32_t capacity);
+
 typedef int (*SendTimedImbpRequestFn)(ImbRequest*, int, uint8_t*, int*, uint8_t*);
 typedef int (*GetAsyncImbpMessageFn)(uint8_t*, uint32_t*, int, uint32_t*, uint8_t);
 typedef int (*SelectInterfaceFn)(const char*, const char*, const char*, const char*);
+typedef int (*GetImbpLastErrorFn)(char*, uint32_t);
 
 /*
  * Settings, section [BMC] of the settings file (read each time a session opens):
@@ -123,15 +133,20 @@ typedef int (*SelectInterfaceFn)(const char*, const char*, const char*, const ch
  *   AuthType     lan: none | md2 | md5 | password                        md5
  *   Privilege    callback | user | operator | admin | oem                 admin
  *   CipherSuite  lanplus: 0-255 (FreeIPMI supports 0-3, 6-8, 11, 12, 15-17) 3
- *   TimeoutMs    bound of every wait, 50-600000                           5000
- *   Workarounds  FreeIPMI workaround names separated by blanks or commas  none
+ *   TimeoutMs    bound of one request, 50-600000                          5000
+ *   Workarounds  FreeIPMI workaround names separated by blanks or commas, or none: exactly
+ *                these are used. Unset, a session that cannot be opened is tried again with
+ *                the workarounds FreeIPMI documents for its failure, and the one that works
+ *                is kept for the process.
  *                lan: authcap idzero forcepermsg unexpectedauth endianseq noauthcodecheck
  *                     nochecksumcheck
- *                lanplus: authcap supermicro20 sun20 opensesspriv integritycheckvalue
- *                     nochecksumcheck
+ *                lanplus: authcap intel20 supermicro20 sun20 opensesspriv
+ *                     integritycheckvalue nochecksumcheck
  *   SimScript    the scripted double's script, when QUARNAPI_SIM_SCRIPT is not set
- * TimeoutMs bounds LAN sessions. In-band requests wait as long as the kernel's IPMI driver and
- * FreeIPMI's in-band layer allow: both keep their own bounds, and neither takes one from here.
+ * A LAN session waits at most half the bound for any reply (so that a kept session found dead
+ * can be replaced within the same call) and sends again after a tenth of TimeoutMs of
+ * silence. In-band requests wait as long as the kernel's IPMI driver and FreeIPMI's in-band
+ * layer allow: both keep their own bounds, and neither takes one from here.
  */
 
 #ifdef __cplusplus

@@ -18,7 +18,7 @@ constexpr uint16_t kSmbiosNotFound = 2020;
 constexpr uint16_t kSmbiosUnreadable = 2021;
 constexpr uint16_t kSmbiosEntryPointMalformed = 2022;
 constexpr uint16_t kSmbiosTableMalformed = 2023;
-constexpr uint16_t kSmbiosBadStringIndex = 2024;
+constexpr uint16_t kSmbiosTableDamaged = 2025;
 
 // 2040-2059: the BMC and the management-bus driver.
 constexpr uint16_t kBmcUnreachable = 2040;
@@ -27,6 +27,7 @@ constexpr uint16_t kBmcCompletionCode = 2042;
 constexpr uint16_t kBmcReplyMalformed = 2043;
 constexpr uint16_t kBmcSelLoop = 2044;
 constexpr uint16_t kBmcQueryMalformed = 2045;
+constexpr uint16_t kBmcNotSent = 2046;
 
 // 2060-2069: EFI variables.
 constexpr uint16_t kEfiVariableNotFound = 2060;

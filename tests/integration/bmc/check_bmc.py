@@ -190,7 +190,7 @@ def check_run_and_settings(sim_run, build, profile_dir):
     bmc, login = dict(settings["BMC"]) if "BMC" in settings else {}, description["login"]
     check(bmc == {"Interface": "lanplus", "Host": "127.0.0.1", "Port": port,
                   "User": login["user"], "Password": login["password"], "CipherSuite": "3",
-                  "Workarounds": "opensesspriv", "TimeoutMs": bmc.get("TimeoutMs", "-")}
+                  "TimeoutMs": bmc.get("TimeoutMs", "-")}
           and bmc["TimeoutMs"].isdigit(), f"{name}: [BMC] {bmc}")
     image = settings.get("SMBIOS", "Image", fallback="")
     check(Path(image) == Path(build) / "sim" / name / "smbios.bin" and Path(image).is_file(),
@@ -264,11 +264,40 @@ def check_rejected_command_files(sim_run, build, profile_dir):
                   f"{bad!r}: exit {r.returncode}, {r.stderr.strip()!r}")
 
 
+SESSION_CASES = [
+    # (settings added to sim/run's, what the run must show on standard error)
+    # The stock simulator needs FreeIPMI's open-session-privilege workaround: found and logged.
+    ("[Logging]\nLevel=3\n", "opened with FreeIPMI's workaround opensesspriv"),
+    # Forbidden any workaround, the step that fails is named, with the setting to look at.
+    ("Workarounds=none\n", "RMCP+ session refused at privilege admin for user \"admin\": "
+                            "[BMC] Privilege"),
+    # A wrong password fails however the session is opened, and says so.
+    ("Password=wrong\n", "authentication refused for user \"admin\": [BMC] User/Password"),
+    ("User=nobody\n", "the BMC does not know user \"nobody\": [BMC] User"),
+]
+
+
+def check_session_failures(sim_run, build, platformq, profile_dir):
+    """How a session that does or does not open reads, against the stock simulator."""
+    name = profile_dir.name
+    # [BMC] is the last section sim/run writes: lines added at the end land in it, or start
+    # a section of their own. A key given again replaces sim/run's.
+    script = ('ini="$ORDIX_CONFIG_DIR/OrdixServMgmtSettings.ini"; '
+              'for key in $REPLACED; do sed -i "/^$key=/d" "$ini"; done; '
+              'printf "%s" "$ADDED" >>"$ini"; exec "$1" "/BMC/SENSOR[1]/VALUE"')
+    for added, wanted in SESSION_CASES:
+        replaced = " ".join(line.split("=")[0] for line in added.splitlines() if "=" in line)
+        r = run(sim_run, "--build-dir", build, name, "--", "sh", "-c", script, "sh", platformq,
+                env={**os.environ, "ADDED": added, "REPLACED": replaced})
+        check(wanted in r.stderr, f"{name} with {added!r}: {r.stderr.strip()[-400:]!r}")
+
+
 def lifecycle(args):
     dirs, sim_run, build = [Path(d) for d in args.profile_dirs], args.sim_run, args.build_dir
     for d in dirs:
         check_run_and_settings(sim_run, build, d)
     check_signal_and_neighbours(sim_run, build, [dirs[0], dirs[-1]])
+    check_session_failures(sim_run, build, args.platformq, dirs[0])
     check_rejected_command_files(sim_run, build, dirs[0])
     # Usage errors, and the firmware variables' override.
     name = dirs[0].name

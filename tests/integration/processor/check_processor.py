@@ -260,6 +260,8 @@ def compare(answer, tree, what):
 
 def profile(args):
     name = os.environ.get("ORDIX_SIM_PROFILE", "")
+    # A variant (BASE-VARIANT) is its base's server with another event log or SMBIOS image.
+    name = next((base for base in FAMILY if name.startswith(base + "-")), name)
     if name not in FAMILY:
         sys.exit(f"no family known for profile {name!r}: run inside sim/run, or add it to FAMILY")
     config = Path(os.environ["ORDIX_CONFIG_DIR"])

@@ -79,6 +79,13 @@ inline Bytes EntryPoint3(size_t maxSize, uint64_t address = kTableAddress) {
   return Seal(Put(Put(ep, 0x0C, maxSize, 4), 0x10, address, 8), 5, 0, 0x18);
 }
 
+// A bare "_DMI_" entry point of DMI 2.0.
+inline Bytes Legacy(size_t tableLength, size_t count) {
+  Bytes ep = {'_', 'D', 'M', 'I', '_'};
+  ep = Put(Put(Put(std::move(ep), 6, tableLength, 2), 8, kTableAddress, 4), 0x0C, count, 2);
+  return Seal(Put(std::move(ep), 0x0E, 0x20), 5, 0, 0x0F);
+}
+
 // The entry point at 0, the table at kTableAddress.
 inline Bytes Image(Bytes entryPoint, const Bytes& table) {
   entryPoint.resize(kTableAddress);

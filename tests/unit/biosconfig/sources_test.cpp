@@ -7,6 +7,7 @@
 
 #include "BIOSConfigModule.h"
 #include "ErrorCodes.h"
+#include "LogCapture.h"
 #include "Settings.h"
 #include "SmbiosBuilder.h"
 #include "TempDir.h"
@@ -88,6 +89,24 @@ TEST(AnswerTreeFor, DamagedImageErrorIsKeptUnreadableOrMissingIsNot) {
   std::filesystem::remove(unreadable);
   dir.Write("unreadable.bin", SmallImage("Fixed"));
   EXPECT_EQ(AnswerTreeFor({unreadable, dir.Path()})->at("/BIOS/Vendor").list, Texts{"Fixed"});
+}
+
+// A table broken after its first structures is answered from those, and the damage is logged
+// once, with where it is, however often the table is asked.
+TEST(AnswerTreeFor, DamagedTableIsAnsweredUpToTheDamageWhichIsLoggedOnce) {
+  const TempDir dir;
+  const Bytes table = Join({Record(0, 0, 0x18, {{4, 1}}, {"Acme"}), {4, 0, 0x40, 0}, kEndOfTable});
+  const std::string image = dir.Write("broken.bin", Text(Image(EntryPoint3(table.size()), table)));
+  const TestSupport::LogCapture log;
+  for (int query = 0; query < 2; ++query) {
+    EXPECT_EQ(AnswerTreeFor({image, dir.Path()})->at("/BIOS/Vendor").list, Texts{"Acme"});
+  }
+  ASSERT_EQ(log.Records().size(), 1U);
+  const std::string& text = log.Records()[0].text;
+  EXPECT_EQ(text.rfind("2025: ", 0), 0U) << text;
+  EXPECT_NE(text.find(image + ": structure 2 (type 4, handle 0x0040) at offset 0x1e has length 0"),
+            std::string::npos)
+      << text;
 }
 
 TEST(AnswerTreeFor, FirmwareDirectoryWhenNoImageAndNotFoundWhenNeither) {

@@ -19,5 +19,10 @@ TEST(BmcDriver, TheRealDriverBesideTheModuleIsLoadedAndItsFailureReported) {
       [&] { Module::BMCConfig::BMCConfigModule().Process("/BMC/SENSOR[5]/VALUE", answer); });
   ASSERT_TRUE(status && answer.empty());
   EXPECT_EQ(status->GetCode(), 2040);
-  EXPECT_EQ(status->GetDetail(), "driver status 3 (no session) request 20 04 00 2d 05");
+  // The driver's own reason follows: which step failed and what to set.
+  EXPECT_EQ(status->GetDetail(),
+            "driver status 3 (no session) request 20 04 00 2d 05: in-band device " + dir.Path() +
+                "/no-such-device does not work: [BMC] Device, or "
+                "[BMC] Interface = lan/lanplus with Host (FreeIPMI: device not "
+                "found)");
 }

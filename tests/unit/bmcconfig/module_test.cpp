@@ -62,7 +62,8 @@ TEST_F(BmcOverIpmi, FailuresThrowWithTheRequestAndOtherPathsSendNothing) {
   }
   const std::tuple<const char*, int, const char*> cases[] = {
       // In this order: the first send fails, whatever it asks.
-      {"/BMC/SENSOR[5]/PROCEVENT", 2040, "driver status 4 (send failed) request 20 04 00 2b 05"},
+      {"/BMC/SENSOR[5]/PROCEVENT", 2040,
+       "driver status 4 (send failed) request 20 04 00 2b 05: the script makes this request fail"},
       {"/BMC/SENSOR[5]/VALUE", 2042, "cc=c1 request 20 04 00 2d 05"},
       {"/BMC/SENSOR[9]/VALUE", 2042, "cc=cb request 20 04 00 2d 09"},
       {"/BMC/SEL/RECORD", 2042, "cc=c0 request 20 0a 00 43 00 00 00 00 00 ff"},

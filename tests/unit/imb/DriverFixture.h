@@ -33,7 +33,7 @@ class DriverFixture : public ::testing::Test {
   }
 
   // "netFn command data..." to the BMC: "cc: data..." for an answer, Failed(status) otherwise.
-  std::string Send(const std::string& request) {
+  std::string Send(const std::string& request, int timeoutMs = 10000) {
     std::istringstream in(request);
     std::vector<uint8_t> bytes;
     for (unsigned byte; in >> std::hex >> byte;) bytes.push_back(static_cast<uint8_t>(byte));
@@ -42,7 +42,7 @@ class DriverFixture : public ::testing::Test {
     std::array<uint8_t, IMB_MAX_RESPONSE_DATA_LENGTH + 1> out{};
     int length = -1;
     uint8_t code = 0;
-    const int status = send_(&r, 10000, out.data(), &length, &code);
+    const int status = send_(&r, timeoutMs, out.data(), &length, &code);
     EXPECT_EQ(out.back(), 0) << "written past the response bound";
     EXPECT_TRUE(status == IMB_STATUS_SUCCESS ? length >= 0 && length < int{out.size()}
                                              : length == 0)

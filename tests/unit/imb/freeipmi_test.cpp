@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 
 #include "DriverFixture.h"
@@ -57,12 +58,12 @@ TEST_F(FreeIpmiLibrary, UnreachableControllersFailToOpenPromptly) {
               "\nUser=admin\nPassword=pw\nTimeoutMs=300\n");
     EXPECT_EQ(Send("06 01"), kOpenFailed) << interface;
   }
-  EXPECT_TRUE(Logged("session to 127.0.0.1:" + closedPort));
+  // TimeoutMs 300: resent after 30 ms of silence, given up after 120 (half the bound, or less).
+  EXPECT_TRUE(Logged("no reply from 127.0.0.1:" + closedPort + " within 120 ms"));
 
   // A failed session is opened again by the next request, not remembered as dead.
   SilentPort silent;
-  Configure("Interface=lanplus\nHost=127.0.0.1\nPort=" + silent.port +
-            "\nTimeoutMs=300\nWorkarounds=opensesspriv\n");
+  Configure("Interface=lanplus\nHost=127.0.0.1\nPort=" + silent.port + "\nTimeoutMs=300\n");
   for (int attempt = 0; attempt < 2; ++attempt) {
     EXPECT_EQ(Send("06 01"), kOpenFailed);
     EXPECT_GT(silent.Drain(), 0) << "nothing reached the configured port on attempt " << attempt;
@@ -71,6 +72,37 @@ TEST_F(FreeIpmiLibrary, UnreachableControllersFailToOpenPromptly) {
   Configure("Interface=inband\nDevice=" + dir_.Path() + "/ipmi0\n");
   EXPECT_EQ(Send("06 01"), kOpenFailed);
   EXPECT_TRUE(Logged(dir_.Path() + "/ipmi0"));
+}
+
+// The caller's timeoutMs bounds the call when it is shorter than TimeoutMs; the session waits
+// half of it, to the millisecond, and the reason is there to be asked for.
+TEST_F(FreeIpmiLibrary, ACallWaitsWithinItsBoundAndSaysWhy) {
+  const auto lastError = reinterpret_cast<GetImbpLastErrorFn>(library_.Symbol("GetImbpLastError"));
+  ASSERT_NE(lastError, nullptr);
+  SilentPort silent;
+  Configure("Interface=lanplus\nHost=127.0.0.1\nPort=" + silent.port + "\nTimeoutMs=1000\n");
+  // The call's bound: the silence waited (TimeoutMs 1000 waits 100 ms before the first resend).
+  for (const auto& [bound, silence] : {std::pair{400, 200}, std::pair{0, 400}}) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Send("06 01", bound), kOpenFailed);
+    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(
+                          std::chrono::steady_clock::now() - start)
+                          .count();
+    EXPECT_TRUE(took >= silence - 5 && took < silence + 100) << bound << ": " << took << " ms";
+    char text[200];
+    const int length = lastError(text, sizeof text);
+    const std::string expected = "no reply from 127.0.0.1:" + silent.port + " within " +
+                                 std::to_string(silence) + " ms: is [BMC] Host/Port right";
+    EXPECT_EQ(std::string(text).substr(0, expected.size()), expected);
+    EXPECT_GT(length, static_cast<int>(expected.size()));
+    EXPECT_EQ(lastError(text, 5), length) << "a short buffer gets a cut copy, not less length";
+    EXPECT_EQ(std::string(text), expected.substr(0, 4));
+  }
+  Configure("Interface=serial\n");
+  Send("06 01");
+  char text[100];
+  EXPECT_GT(lastError(text, sizeof text), 0);
+  EXPECT_EQ(std::string(text).rfind("[BMC] Interface", 0), 0U) << text;
 }
 
 TEST_F(FreeIpmiLibrary, BadSettingsAndArgumentsAreRefused) {

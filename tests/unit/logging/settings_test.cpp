@@ -31,6 +31,19 @@ TEST(Settings, ReadsTheConfiguredFileAndFallsBackPerKey) {
   EXPECT_EQ(GetInt("MSRObjectTimeouts", "PollInterval", 10), 2);
 }
 
+// Integers are decimal on every OS, as the Windows profile API reads them.
+TEST(Settings, IntegersAreDecimalAndAnythingElseFallsBack) {
+  TestSupport::TempDir dir;
+  ScopedEnv env("ORDIX_CONFIG_DIR", dir.Path());
+  dir.Write(kFileName,
+            "[S]\nOctal = 010\nThirty = 030\nHex = 0x10\nNegative = -3\nUnit = 25 ms\n"
+            "Word = ten\nHuge = 99999999999999999999\nEmpty =\n");
+  const std::pair<const char*, long> cases[] = {{"Octal", 10},    {"Thirty", 30}, {"Hex", 0},
+                                                {"Negative", -3}, {"Unit", 25},   {"Word", 7},
+                                                {"Huge", 7},      {"Empty", 7},   {"Absent", 7}};
+  for (const auto& [key, value] : cases) EXPECT_EQ(GetInt("S", key, 7), value) << key;
+}
+
 TEST(Settings, DefaultsWithoutFileOrDirectory) {
   {
     ScopedEnv env("ORDIX_CONFIG_DIR", "");

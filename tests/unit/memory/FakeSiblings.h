@@ -8,6 +8,7 @@
 
 #include "BIOSConfigModule.h"
 #include "BMCConfigModule.h"
+#include "PlatformConfigMgr.h"
 #include "ResultStatus.h"
 
 namespace MemoryTest {
@@ -19,13 +20,22 @@ struct Device {
   std::string locator;
   std::string size = "8192";
 };
+
+// count devices named prefix0, prefix1, ...
+inline std::vector<Device> Devices(const std::string& prefix, int count) {
+  std::vector<Device> devices;
+  for (int d = 0; d < count; ++d) devices.push_back({prefix + std::to_string(d)});
+  return devices;
+}
 struct Array {
   std::vector<Device> devices;
-  bool answersDeviceCount = true;  // with the number of its devices
+  bool answersDeviceCount = true;  // with claimedDevices, else the number of its devices
+  long long claimedDevices = -1;
 };
 
 // The array count ("" unanswered), and per array its device count, error correction (naming
-// the array) and per device its size and locator; nothing else is answered.
+// the array), its list of devices (@children) and per device its size and locator; nothing
+// else is answered.
 class FakeSmbios {
  public:
   FakeSmbios(const std::string& arrayCount, const std::vector<Array>& arrays) {
@@ -33,11 +43,16 @@ class FakeSmbios {
     for (size_t a = 0; a < arrays.size(); ++a) {
       const std::string array = "/SMBIOS/MemoryArray[" + std::to_string(a + 1) + "]";
       if (arrays[a].answersDeviceCount) {
-        leaves_[array + "/NumMemoryDevices"] = std::to_string(arrays[a].devices.size());
+        const long long claimed = arrays[a].claimedDevices;
+        leaves_[array + "/NumMemoryDevices"] = std::to_string(
+            claimed >= 0 ? claimed : static_cast<long long>(arrays[a].devices.size()));
       }
       leaves_[array + "/MemoryErrorCorrection"] = "Multi-bit ECC " + std::to_string(a + 1);
+      std::vector<std::string>& children = children_[array];
+      children = {array + "/MemoryErrorCorrection", array + "/NumMemoryDevices"};
       for (size_t d = 0; d < arrays[a].devices.size(); ++d) {
         const std::string device = array + "/MemoryDevice[" + std::to_string(d + 1) + "]";
+        children.push_back(device);
         leaves_[device + "/Size"] = arrays[a].devices[d].size;
         leaves_[device + "/DeviceLocator"] = arrays[a].devices[d].locator;
       }
@@ -45,6 +60,13 @@ class FakeSmbios {
     previous_ = BIOSConfigModule::InstallAnswerSource([this](const std::string& q, ResultMap& a) {
       auto it = leaves_.find(q);
       if (it != leaves_.end()) a[q] = _XNode{XNODE_VALUE, {it->second}, {}};
+      const std::string children = "/@children";
+      if (q.size() > children.size() &&
+          q.compare(q.size() - children.size(), children.size(), children) == 0) {
+        const std::string element = q.substr(0, q.size() - children.size());
+        auto listed = children_.find(element);
+        if (listed != children_.end()) a[element] = _XNode{XNODE_ELEMENT, listed->second, {}};
+      }
     });
   }
   ~FakeSmbios() { BIOSConfigModule::InstallAnswerSource(previous_); }
@@ -53,6 +75,7 @@ class FakeSmbios {
 
  private:
   std::map<std::string, std::string> leaves_;
+  std::map<std::string, std::vector<std::string>> children_;
   BIOSConfigModule::AnswerSource previous_;
 };
 
@@ -105,6 +128,25 @@ inline std::string SelRecord(int sensorType, int eventData1, int id = 1) {
     text += (text.empty() ? "" : " ") + std::string(hex);
   }
   return text;
+}
+
+// The answer to query of a data manager made for it.
+inline ResultMap Topology(const std::string& query = "/Platform/MemoryTopology") {
+  Module::PlatformConfig::PlatformConfigMgr mgr("");
+  ResultMap result;
+  mgr.ResolveQuery(query, result);
+  return result;
+}
+
+inline std::string Value(const ResultMap& result, const std::string& path) {
+  auto it = result.find(path);
+  if (it == result.end()) return "<absent>";
+  return it->second.list.empty() ? "<empty>" : it->second.list.front();
+}
+
+// The path of leaf under slot n.
+inline std::string Slot(int n, const std::string& leaf) {
+  return "/Platform/MemoryTopology/MemoryInfo[" + std::to_string(n) + "]/" + leaf;
 }
 
 }  // namespace MemoryTest

@@ -5,6 +5,7 @@
 #include "FakeSiblings.h"
 #include "memory/DimmState.h"
 #include "memory/MemoryErrorCount.h"
+#include "memory/SlotBound.h"
 #include "memory/SlotSensor.h"
 
 namespace {
@@ -78,6 +79,31 @@ TEST(SlotSensor, BoardsAreNamedInTheLocatorAndAddressWrapsPerGroup) {
     EXPECT_EQ(a.tableIndex, c.index) << c.group << "/" << c.device;
     EXPECT_EQ(a.sensorNumber, c.sensor) << c.group << "/" << c.device;
   }
+}
+
+// A device count is trusted as far as the table accounts for it: up to the devices it lists
+// (or a board's worth of unlisted empty slots), and never past a machine's worth in all.
+TEST(SlotBound, DeviceCountsAreTrustedAsFarAsTheTableAccountsForThem) {
+  const struct {
+    long long count, listed, before;
+    bool usable;
+  } cases[] = {{8, 6, 0, true},       {64, 0, 0, true},       {65, 0, 0, false},
+               {65535, 0, 0, false},  {200, 200, 0, true},    {201, 200, 0, false},
+               {4096, 5000, 0, true}, {2, 5000, 4095, false}, {1, 5000, 4095, true}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(DeviceCountUsable(c.count, c.listed, c.before), c.usable)
+        << c.count << " claimed, " << c.listed << " listed, " << c.before << " before";
+  }
+  // As the C library reads a count, but held within bounds instead of overflowing.
+  const std::pair<const char*, long long> counts[] = {
+      {"16", 16},
+      {"  -3", -3},
+      {"+7x", 7},
+      {"", 0},
+      {"Unknown", 0},
+      {"99999999999999999999999", kMaxParsedCount},
+      {"-99999999999999999999999", -kMaxParsedCount}};
+  for (const auto& [text, value] : counts) EXPECT_EQ(LeadingCount(text), value) << text;
 }
 
 }  // namespace

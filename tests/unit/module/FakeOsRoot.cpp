@@ -9,7 +9,7 @@ FakeOsRoot::FakeOsRoot(const FakeMachine& m) {
   dir_.Write("etc/hosts", "127.0.0.1 localhost\n");
   if (!m.complete) return;
   dir_.Write("proc/meminfo", m.meminfo);
-  dir_.Write("etc/os-release", "NAME=Test\nPRETTY_NAME=\"Test Linux 12 (fixture)\"\n");
+  dir_.Write("etc/os-release", "NAME=Test\nPRETTY_NAME=\"" + m.prettyName + "\"\n");
   const char* counterFiles[6] = {"tx_bytes", "tx_packets", "tx_errors",
                                  "rx_bytes", "rx_packets", "rx_errors"};
   for (const FakeNic& nic : m.nics) {

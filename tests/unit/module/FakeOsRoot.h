@@ -21,6 +21,7 @@ struct FakeMachine {
                                {"eth0", false, {10, 20, 30, 40, 50, 60}},
                                {"lo", true, {7, 7, 7, 7, 7, 7}}};
   std::vector<std::string> mountPoints = {"/", "/data"};  // each on its own block device
+  std::string prettyName = "Test Linux 12 (fixture)";
   bool complete = true;  // false: no meminfo, os-release, network class or mount table
 };
 

@@ -45,4 +45,24 @@ TEST(ToGenericPath, EmptiesIndexesKeepsPredicatesAndStopsAtTheEnd) {
   for (const auto& [path, generic] : cases) EXPECT_EQ(ToGenericPath(path), generic) << path;
 }
 
+TEST(LastIndex, IsPlainDecimalDigitsWithin32BitsInTheLastBrackets) {
+  const std::pair<const char*, std::optional<uint32_t>> cases[] = {
+      {"/P/LogicalProcessor[1]", 1u},
+      {"/P/LogicalProcessor[1]/Usage[12]/X", 12u},
+      {"/P/L[007]", 7u},
+      {"/P/L[4294967295]", 4294967295u},
+      {"/P/L[4294967296]", std::nullopt},  // would be 0 cut to 32 bits
+      {"/P/L[4294967297]", std::nullopt},
+      {"/P/L[99999999999999999999]", std::nullopt},
+      {"/P/L[+1]", std::nullopt},
+      {"/P/L[ 1]", std::nullopt},
+      {"/P/L[-1]", std::nullopt},
+      {"/P/L[1x]", std::nullopt},
+      {"/P/L[]", std::nullopt},
+      {"/P/L[1", std::nullopt},
+      {"/P/L[1]/X[@a='2']", std::nullopt},
+      {"/P/L", 0u}};
+  for (const auto& [path, index] : cases) EXPECT_EQ(LastIndex(path), index) << path;
+}
+
 }  // namespace

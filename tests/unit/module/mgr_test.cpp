@@ -47,29 +47,101 @@ TEST(PlatformConfigMgr, EnablesWhatTheQueriesName) {
   EXPECT_TRUE(none.Tree().empty());
 }
 
-TEST(PlatformConfigMgr, NarrowQueryRebuildsOnlyItsSubtree) {
-  FakeOsRoot root;
-  PlatformConfigMgr mgr("");
-  const ResultMap result = Resolve(mgr, "/Platform/OS/Info/HostName");
-  ASSERT_EQ(result.size(), 1u);
-  EXPECT_NE(Value(result, "/Platform/OS/Info/HostName"), "");
-  EXPECT_TRUE(Built(mgr.Tree(), "/Platform/OS/Info/"));
-  for (const char* other :
-       {"/Platform/OS/MemoryInfo", "/Platform/OS/NetworkInfo", "/Platform/OS/DriveInfo"}) {
-    EXPECT_FALSE(Built(mgr.Tree(), other)) << other;
+// Each OS query rebuilds the subtree it names, and only that one, from what the library reads
+// now: a leaf asked for again is read again, never answered from the node an earlier query left.
+TEST(PlatformConfigMgr, EachOSQueryRereadsTheSubtreeItNames) {
+  FakeMachine later;
+  later.meminfo.replace(later.meminfo.find("16777216"), 8, "8388608 ");
+  later.nics = {{"lo", true, {7, 7, 7, 7, 7, 7}}};  // the loopback only: no adapter
+  later.mountPoints = {"/"};
+  later.prettyName = "Test Linux 13";
+  const struct {
+    const char* query;
+    const char* leaf;  // in the answer
+    const char* before;
+    const char* after;
+    Strings built;  // the OS subtrees the first query builds
+  } rows[] = {
+      {"/Platform/OS/MemoryInfo/TotalMemory",
+       "/Platform/OS/MemoryInfo/TotalMemory",
+       "16384",
+       "8192",
+       {"MemoryInfo"}},
+      {"/Platform/OS/NetworkInfo/NumNICs",
+       "/Platform/OS/NetworkInfo/NumNICs",
+       "2",
+       "0",
+       {"NetworkInfo"}},
+      {"/Platform/OS/DriveInfo/HardDisk/NumDrives",
+       "/Platform/OS/DriveInfo/HardDisk/NumDrives",
+       "2",
+       "1",
+       {"DriveInfo"}},
+      {"/Platform/OS/Info/Name",
+       "/Platform/OS/Info/Name",
+       "Test Linux 12 (fixture)",
+       "Test Linux 13",
+       {"Info"}},
+      {"/Platform/OS",
+       "/Platform/OS/NetworkInfo/NumNICs",
+       "2",
+       "0",
+       {"MemoryInfo", "Info", "NetworkInfo", "DriveInfo"}},
+  };
+  for (const auto& row : rows) {
+    PlatformConfigMgr mgr("");
+    {
+      FakeOsRoot root;
+      EXPECT_EQ(Value(Resolve(mgr, row.query), row.leaf), row.before) << row.query;
+      Strings built;
+      for (const char* subtree : {"MemoryInfo", "Info", "NetworkInfo", "DriveInfo"}) {
+        if (Built(mgr.Tree(), std::string("/Platform/OS/") + subtree + "/"))
+          built.push_back(subtree);
+      }
+      EXPECT_EQ(built, row.built) << row.query;
+    }
+    FakeOsRoot root(later);
+    EXPECT_EQ(Value(Resolve(mgr, row.query), row.leaf), row.after) << row.query;
   }
+  // Without adapters the count is all there is.
+  FakeOsRoot root(later);
+  PlatformConfigMgr mgr("");
+  EXPECT_EQ(Resolve(mgr, "/Platform/OS/NetworkInfo").at("/Platform/OS/NetworkInfo").list,
+            Strings{"/Platform/OS/NetworkInfo/NumNICs"});
+}
+
+// parent's children, named by their last steps.
+Strings Children(const std::string& parent, const Strings& names) {
+  Strings paths;
+  for (const std::string& name : names) paths.push_back(parent + "/" + name);
+  return paths;
 }
 
 TEST(PlatformConfigMgr, WholeOSBranchFromTheLibrary) {
   FakeOsRoot root;
   PlatformConfigMgr mgr("");
-  const ResultMap r = Resolve(mgr, "/Platform/OS");
-  EXPECT_EQ(r.at("/Platform/OS").list,
-            (Strings{"/Platform/OS/MemoryInfo", "/Platform/OS/Info", "/Platform/OS/NetworkInfo",
-                     "/Platform/OS/DriveInfo"}));
-  // The fixture's kB figures in MB: 16 GiB total, 8 GiB available, commit 10 GiB - 3 GiB.
+  // An entry the answer replaces loses whatever it held.
+  ResultMap r{{"/Platform/OS/Info/Type", _XNode{XNODE_VALUE, {"old"}, {{"stale", "yes"}}}}};
+  mgr.ResolveQuery("/Platform/OS", r);
+  const std::pair<const char*, Strings> children[] = {
+      {"/Platform/OS", {"MemoryInfo", "Info", "NetworkInfo", "DriveInfo"}},
+      {"/Platform/OS/MemoryInfo",
+       {"TotalMemory", "FreeMemory", "TotalPageFile", "FreePageFile", "TotalVirtualMemory",
+        "FreeVirtualMemory", "Units"}},
+      {"/Platform/OS/Info", {"Version", "Build", "Domain", "HostName", "Machine", "Type", "Name"}},
+      {"/Platform/OS/NetworkInfo", {"NumNICs", "NIC[0]", "NIC[1]"}},
+      {"/Platform/OS/NetworkInfo/NIC[1]",
+       {"Name", "TransmitBytes", "TransmitPackets", "TransmitErrors", "ReceiveBytes",
+        "ReceivePackets", "ReceiveErrors"}},
+      {"/Platform/OS/DriveInfo", {"HardDisk"}},
+      {"/Platform/OS/DriveInfo/HardDisk", {"NumDrives", "Units", "Drive[0]", "Drive[1]"}},
+      {"/Platform/OS/DriveInfo/HardDisk/Drive[0]", {"ID", "TotalSpace", "FreeSpace"}},
+  };
+  for (const auto& [parent, names] : children) {
+    EXPECT_EQ(r.at(parent).list, Children(parent, names)) << parent;
+  }
+  // The fixture's kB figures in MB: 8 GiB available, 2 GiB swap, commit 10 GiB - 3 GiB.
   const std::pair<const char*, const char*> values[] = {
-      {"/Platform/OS/MemoryInfo/TotalMemory", "16384"},
       {"/Platform/OS/MemoryInfo/FreeMemory", "8192"},
       {"/Platform/OS/MemoryInfo/TotalPageFile", "2048"},
       {"/Platform/OS/MemoryInfo/FreePageFile", "1024"},
@@ -77,22 +149,16 @@ TEST(PlatformConfigMgr, WholeOSBranchFromTheLibrary) {
       {"/Platform/OS/MemoryInfo/FreeVirtualMemory", "7168"},
       {"/Platform/OS/MemoryInfo/Units", "MB"},
       {"/Platform/OS/Info/Type", "Linux"},
-      {"/Platform/OS/Info/Name", "Test Linux 12 (fixture)"},
       // The loopback is left out; adapters sorted by name, indexed from 0.
-      {"/Platform/OS/NetworkInfo/NumNICs", "2"},
       {"/Platform/OS/NetworkInfo/NIC[0]/Name", "eth0"},
       {"/Platform/OS/NetworkInfo/NIC[0]/TransmitBytes", "10"},
       {"/Platform/OS/NetworkInfo/NIC[0]/ReceiveErrors", "60"},
       {"/Platform/OS/NetworkInfo/NIC[1]/Name", "eth1"},
-      {"/Platform/OS/DriveInfo/HardDisk/NumDrives", "2"},
       {"/Platform/OS/DriveInfo/HardDisk/Units", "GB"},
       {"/Platform/OS/DriveInfo/HardDisk/Drive[0]/ID", "/"},
       {"/Platform/OS/DriveInfo/HardDisk/Drive[1]/ID", "/data"},
   };
   for (const auto& [path, value] : values) EXPECT_EQ(Value(r, path), value) << path;
-  EXPECT_EQ(r.at("/Platform/OS/Info").list.back(), "/Platform/OS/Info/Name");
-  EXPECT_EQ(r.at("/Platform/OS/NetworkInfo/NIC[1]").list.size(), 7u);
-  EXPECT_EQ(r.count("/Platform/OS/NetworkInfo/NIC[2]"), 0u);
   for (const auto& [path, node] : r) EXPECT_TRUE(node.attributes.empty()) << path;
 }
 
@@ -137,10 +203,10 @@ TEST(PlatformConfigMgr, TreeDoesNotGrowWithQueries) {
   FakeOsRoot root;
   PlatformConfigMgr mgr("");
   auto round = [&] {
-    for (const char* q :
-         {"/Platform/OS", "/Platform/OS/Info/HostName", "/Platform/Nothing",
-          "/Platform/OS/NetworkInfo/NIC[9]"}) {
-      Resolve(mgr, q);
+    for (const char* q : {"/Platform/OS", "/Platform/OS/Info/HostName"}) Resolve(mgr, q);
+    // Paths the tree does not hold are not answered, not even with an empty entry.
+    for (const char* q : {"/Platform/Nothing", "/Platform/OS/NetworkInfo/NIC[9]"}) {
+      EXPECT_TRUE(Resolve(mgr, q).empty()) << q;
     }
   };
   round();

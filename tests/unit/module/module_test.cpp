@@ -31,6 +31,7 @@ TEST_F(ModuleTest, ChildrenFormAnswersTheElementAlone) {
   EXPECT_EQ(result.at("/Platform/OS/Info").list.size(), 7u);
   EXPECT_EQ(result.at("/Platform/OS/Info").list.front(), "/Platform/OS/Info/Version");
   EXPECT_EQ(result.count("/Other"), 1u);
+  EXPECT_EQ(module_.LastQueryBase(), "/Platform/OS/Info");
 }
 
 TEST_F(ModuleTest, ForeignFirstStepsAnswerNothing) {
@@ -43,6 +44,22 @@ TEST_F(ModuleTest, ForeignFirstStepsAnswerNothing) {
   module_.ProcessXQuery("/BIOS/Foo/@children", result);
   ASSERT_EQ(result.size(), 2u);
   EXPECT_TRUE(result.at("").list.empty() && result.at("/BIOS/Foo").list.empty());
+  EXPECT_EQ(module_.LastQueryBase(), "");
+}
+
+TEST_F(ModuleTest, OutOfBandAndByValueFormsLeaveEverythingAlone) {
+  TestSupport::LogCapture log;
+  ResultMap result;
+  const std::map<std::string, std::string> values;
+  const SDK::OOBConnect connection{"bmc.example", 623, "admin", "secret"};
+  module_.ProcessXQuery("/Platform/OS/Info", result, connection);
+  module_.ProcessXQuery("/Platform/OS/Info", std::string("out"), connection);
+  module_.ProcessXQuery("/Platform/OS/Info", values);
+  module_.ProcessXQuery("/Platform/OS/Info", values, connection);
+  EXPECT_TRUE(result.empty());
+  EXPECT_TRUE(module_.Tree().empty());
+  EXPECT_EQ(module_.LastQueryBase(), "");
+  EXPECT_TRUE(log.Records().empty());
 }
 
 TEST_F(ModuleTest, UnsupportedOverloadThrowsAndLogs1047) {

@@ -21,6 +21,7 @@ TEST(SelectRoute, EveryRowOfTheRoutingTable) {
       {"/Platform/MemoryTopology/Errors/Other", Refresh::Inventory, "/Platform"},
       {"/Platform/MemoryTopology/MemoryInfo[2]/MemoryState", Refresh::MemoryState, "/Platform"},
       {"/Platform/MemoryTopology/MemoryInfo[2]/Size", Refresh::Inventory, "/Platform"},
+      {"/Platform/MemoryTopology/MemoryInfo[2]/MemoryState/X", Refresh::Inventory, "/Platform"},
       {"/Platform/ProcessorInfo/LogicalProcessor[1]/LogicalProcessorUsage", Refresh::ProcessorUsage,
        "/Platform"},
       {"/Platform/ProcessorInfo/LogicalProcessor[1]", Refresh::ProcessorUsage, "/Platform"},

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "BIOSConfigModule.h"
 #include "BMCConfigModule.h"
 #include "LogCapture.h"
 #include "ResultStatus.h"
@@ -63,10 +64,8 @@ TEST_F(SiblingTest, GetQueryTurnsASiblingFailureIntoOneEmptyValue) {
     ResultMap answer;
     EXPECT_EQ(GetQuery(failing, answer), Strings{""}) << failing;
   }
-  ASSERT_EQ(log.Records().size(), 2u);
-  EXPECT_EQ(log.Records()[0].function, "Module::PlatformConfig::GetQuery");
-  EXPECT_EQ(log.Records()[0].line, 155);
-  EXPECT_EQ(log.Records()[0].text.substr(0, 6), "1034: ");
+  const TestSupport::LoggedError failed{".\\common", "Module::PlatformConfig::GetQuery", 155, 1034};
+  EXPECT_EQ(log.Errors(), (std::vector<TestSupport::LoggedError>{failed, failed}));
   // The other helpers let the failure through.
   EXPECT_THROW(GetBIOSValue("/BIOS", "/Vendor", tree_), ResultStatus);
   EXPECT_THROW(ImportBIOSSubtree("/P", "/BIOS", tree_), ResultStatus);
@@ -83,6 +82,18 @@ TEST_F(SiblingTest, BiosValuesAndImportedSubtrees) {
   EXPECT_EQ(tree_.at("/Platform/X")->list,
             (Strings{"/Platform/X/Vendor", "/Platform/X/Version", "/Platform/X/ReleaseDate"}));
   EXPECT_EQ(tree_.at("/Platform/X/Version")->list, Strings{"V1.2"});
+}
+
+TEST_F(SiblingTest, ImportedLeavesKeepTheirFirstValueOnly) {
+  const auto previous = Module::BIOSConfig::BIOSConfigModule::InstallAnswerSource(
+      [](const std::string& q, ResultMap& a) {
+        a[q] = _XNode{XNODE_ELEMENT, {q + "/Registered"}, {}};
+        a[q + "/Registered"] = _XNode{XNODE_VALUE, {"Yes", "and more"}, {}};
+      });
+  ImportBIOSSubtree("/P/TypeDetail", "/SMBIOS/MemoryArray[1]/MemoryDevice[1]/TypeDetail", tree_);
+  Module::BIOSConfig::BIOSConfigModule::InstallAnswerSource(previous);
+  EXPECT_EQ(tree_.at("/P/TypeDetail")->list, Strings{"/P/TypeDetail/Registered"});
+  EXPECT_EQ(tree_.at("/P/TypeDetail/Registered")->list, Strings{"Yes"});
 }
 
 TEST(RebaseKey, KeepsTheLastStepAfterTheLastIndex) {

@@ -4,7 +4,9 @@
 
 #include <numeric>
 
+#include "BMCConfigModule.h"
 #include "LogCapture.h"
+#include "QueryScope.h"
 #include "SimulatedServer.h"
 #include "platform/ImbChannel.h"
 #include "platform/PlatformImpl.h"
@@ -38,6 +40,10 @@ TEST(ByteHelpers, SplitTokensIpmbChecksumAndTheBridgedLayout) {
 
   EXPECT_EQ(Platform::IpmbChecksum(nullptr, 3), 0);
   EXPECT_EQ(Platform::IpmbChecksum(Bytes{0x20}.data(), 0), 0);
+  // Any count below 2 but 0, a negative one too, covers the first byte alone.
+  for (const int count : {1, -1, -300}) {
+    EXPECT_EQ(Platform::IpmbChecksum(Bytes{0x20, 0x18}.data(), count), 0xE0) << count;
+  }
   EXPECT_EQ(Platform::IpmbChecksum(Bytes{0x20, 0x18}.data(), 2), 0xC8);
   for (int count = 1; count <= 9; ++count) {
     Bytes bytes(static_cast<size_t>(count));
@@ -95,10 +101,51 @@ TEST_F(Channel, ShortRequestsAndThreeFailedSendsFailWith1026) {
     EXPECT_EQ(status->GetDetail(), request);
     EXPECT_EQ(status->GetCommand(), XCOMMAND_PROCESS_XQUERY);
   }
-  ASSERT_EQ(log_.Records().size(), 4U);
-  EXPECT_EQ(log_.Records()[0].line, 229);
-  EXPECT_EQ(log_.Records()[3].source, ".\\PlatformImpl");
-  EXPECT_EQ(log_.Records()[3].line, 258);
+  const TestSupport::LoggedError malformed{".\\PlatformImpl",
+                                           "Platform::PlatformImpl::execIPMICommand", 229, 1026};
+  TestSupport::LoggedError failed = malformed;
+  failed.line = 258;
+  EXPECT_EQ(log_.Errors(),
+            (std::vector<TestSupport::LoggedError>{malformed, malformed, malformed, failed}));
+}
+
+// Both ways to the BMC share a query's time for it: the channel keeps its attempts while failures
+// come quickly, but once either way has seen the BMC fail the query, neither sends again until
+// the next query, though the controller would now answer.
+TEST_F(Channel, AQueryThatSawTheBmcFailSendsNothingMoreEitherWay) {
+  using Module::BMCConfig::BMCConfigModule;
+  {
+    SimulatedServer server("board-table-hit", "fail 2\ndevice-id 42");
+    const QueryScope query;
+    EXPECT_EQ(Exec("20 06 00 01"), (Strings{"0", "42"}));
+  }
+  SimulatedServer server("board-table-hit", "fail 1\nreading 5 01\ndevice-id 42");
+  {
+    const QueryScope query;
+    ResultMap answer;
+    auto status =
+        PlatformTest::Thrown([&] { BMCConfigModule().Process("/BMC/SENSOR[5]/VALUE", answer); });
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->GetCode(), 2040);
+    status = PlatformTest::Thrown([] { Exec("20 06 00 01"); });
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->GetCode(), 1026);
+  }
+  {
+    const QueryScope query;
+    EXPECT_EQ(Exec("20 06 00 01"), (Strings{"0", "42"})) << "a new query tries again";
+  }
+  server.dir.Write("bmc.script", "fail 3\nreading 5 01\n");
+  const QueryScope query;
+  EXPECT_TRUE(PlatformTest::Thrown([] { Exec("20 06 00 01"); }));
+  ResultMap answer;
+  const auto status =
+      PlatformTest::Thrown([&] { BMCConfigModule().Process("/BMC/SENSOR[5]/VALUE", answer); });
+  ASSERT_TRUE(status);
+  EXPECT_EQ(status->GetCode(), 2046);
+  EXPECT_EQ(status->GetDetail(),
+            "request 20 04 00 2d 05: the BMC failed earlier in this query: request 20 06 00 01: "
+            "the script makes this request fail");
 }
 
 TEST_F(Channel, SendFillsTheResponseHeaderFromTheRequest) {

@@ -29,9 +29,9 @@ TEST(ParseCommandLineTest, UsageErrorsExit64WithOneLinePointingAtHelp) {
     for (const std::string& arg : args) argv.push_back(arg.c_str());
     return ParseCommandLine(int(argv.size()), argv.data(), out, err);
   };
-  for (const char* line :
-       {"", "--format xml /Q", "--bogus /Q", "--repeat 0 /Q", "--repeat -2 /Q", "--repeat two /Q",
-        "--repeat 99999999999999999999 /Q", "--interval -5 /Q", "/Q --module"}) {
+  for (const char* line : {"", "--format xml /Q", "--bogus /Q", "--repeat 0 /Q", "--repeat -2 /Q",
+                           "--repeat two /Q", "--repeat 99999999999999999999 /Q",
+                           "--interval -5 /Q", "/Q --module", "--config-dir /nonexistent/dir /Q"}) {
     std::ostringstream out, err;
     const CommandLine parsed = parse(line, out, err);
     EXPECT_FALSE(parsed.options) << line;
@@ -121,7 +121,7 @@ struct RoundsTest : ::testing::Test {
         result[query] = Leaf({"yes"});
     });
   }
-  QueryRouter router;
+  ModuleHost::QueryRouter router;
   std::ostringstream out, err;
   std::vector<size_t> sizesSeen;
   std::vector<unsigned> sleeps;

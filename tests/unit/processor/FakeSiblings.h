@@ -11,6 +11,7 @@
 #include "BIOSConfigModule.h"
 #include "BMCConfigModule.h"
 #include "ResultStatus.h"
+#include "TempDir.h"
 
 namespace ProcessorTest {
 
@@ -84,6 +85,23 @@ class FakeSensors {
 
  private:
   BMCConfigModule::AnswerSource previous_;
+};
+
+// A recorded machine for the topology and /proc/stat readers: package p holds the CPUs
+// packages[p].
+struct RecordedTopology {
+  RecordedTopology(const std::vector<std::vector<int>>& packages, const std::string& stat) {
+    for (size_t p = 0; p < packages.size(); ++p) {
+      for (int cpu : packages[p]) {
+        dir.Write(
+            "sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/topology/physical_package_id",
+            std::to_string(p) + "\n");
+      }
+    }
+    dir.Write("proc/stat", stat);
+  }
+  TestSupport::TempDir dir;
+  TestSupport::ScopedEnv root{"ORDIX_SYS_ROOT", dir.Path()};
 };
 
 }  // namespace ProcessorTest

@@ -17,24 +17,9 @@ using namespace Module::PlatformConfig;
 using ProcessorTest::FakeSensors;
 using ProcessorTest::FakeSockets;
 using Strings = std::vector<std::string>;
+using TestSupport::LoggedError;
 
 constexpr const char* kInfo = "/Platform/ProcessorInfo";
-
-// A recorded machine: packages of CPUs (package p holds cpus[p]) and a /proc/stat.
-struct RecordedMachine {
-  RecordedMachine(const std::vector<std::vector<int>>& packages, const std::string& stat) {
-    for (size_t p = 0; p < packages.size(); ++p) {
-      for (int cpu : packages[p]) {
-        dir.Write(
-            "sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/topology/physical_package_id",
-            std::to_string(p) + "\n");
-      }
-    }
-    dir.Write("proc/stat", stat);
-  }
-  TestSupport::TempDir dir;
-  TestSupport::ScopedEnv root{"ORDIX_SYS_ROOT", dir.Path()};
-};
 
 std::vector<int> AllCpus() {
   std::vector<int> cpus;
@@ -80,7 +65,7 @@ struct KarvoServer {
 TEST(ProcessorInventory, SocketsKeepTheirTableIndexWhilePackagesCountFromOne) {
   KarvoServer karvo;
   FakeSockets sockets({"Populated: No, Unknown", "Populated: Yes, Enabled", "populated: yes"});
-  RecordedMachine machine({AllCpus()}, "");
+  ProcessorTest::RecordedTopology machine({AllCpus()}, "");
   PlatformConfigMgr mgr("");
   TestSupport::LogCapture log;
   const ResultMap r = Ask(mgr, kInfo);
@@ -106,16 +91,16 @@ TEST(ProcessorInventory, FailuresAreReportedPerPackageAndTheRestIsAnswered) {
   karvo.bmc.readings[0x91] = {0x00, 0xC0, 0x80};
   karvo.bmc.events[0xC1] = {0x00};
   FakeSockets sockets({"Populated: Yes", "Populated: Yes"});
-  RecordedMachine machine({{0}, {1}, {2}}, "");
+  ProcessorTest::RecordedTopology machine({{0}, {1}, {2}}, "");
   PlatformConfigMgr mgr("");
+  const auto site = [](int line, int code) {
+    return LoggedError{".\\ProcessorImpl",
+                       "Module::PlatformConfig::Processor::FillProcessorInfoMap", line, code};
+  };
   {
     TestSupport::LogCapture log;
     const ResultMap r = Ask(mgr, kInfo);
-    ASSERT_EQ(log.Records().size(), 2u);
-    for (const LogRecord& record : log.Records()) {
-      EXPECT_EQ(record.line, 226);
-      EXPECT_EQ(record.text.rfind("1031: ", 0), 0u);
-    }
+    EXPECT_EQ(log.Errors(), (std::vector<LoggedError>{site(226, 1031), site(226, 1031)}));
     EXPECT_EQ(r.count(std::string(kInfo) + "/PhysicalProcessorInfo[1]/IsHTSupported"), 0u);
     EXPECT_EQ(Value(r, std::string(kInfo) + "/PhysicalProcessorStatus[2]/SensorNumber"), "91");
   }
@@ -126,18 +111,22 @@ TEST(ProcessorInventory, FailuresAreReportedPerPackageAndTheRestIsAnswered) {
     const ResultMap r = Ask(mgr, kInfo);
     EXPECT_EQ(r.at(std::string(kInfo) + "/PhysicalProcessorStatus[1]").list,
               Strings{"ERROR_GET_PHYSICAL_PROCESSOR_STATUS"});
-    ASSERT_FALSE(log.Records().empty());
-    EXPECT_EQ(log.Records().back().line, 268);
+    const LoggedError failedQuery{".\\common", "Module::PlatformConfig::GetQuery", 155, 1034};
+    EXPECT_EQ(log.Errors(), (std::vector<LoggedError>{failedQuery, site(226, 1031), site(268, 1032),
+                                                      site(226, 1031), site(268, 1032)}));
   }
-  {
-    // No populated socket: reported, and nothing at all under the branch.
+  // No populated socket, or no socket answered at all: reported, and nothing at all under the
+  // branch.
+  for (const bool answered : {true, false}) {
     FakeSockets empty({"Populated: No", "Populated: YES, yes"});
+    const auto previous = answered ? Module::BIOSConfig::BIOSConfigModule::AnswerSource()
+                                   : Module::BIOSConfig::BIOSConfigModule::InstallAnswerSource(
+                                         [](const std::string&, ResultMap&) {});
     TestSupport::LogCapture log;
     const ResultMap r = Ask(mgr, kInfo);
-    EXPECT_TRUE(r.at(kInfo).list.empty());
-    ASSERT_EQ(log.Records().size(), 1u);
-    EXPECT_EQ(log.Records()[0].line, 108);
-    EXPECT_EQ(log.Records()[0].text.rfind("1035: ", 0), 0u);
+    if (!answered) Module::BIOSConfig::BIOSConfigModule::InstallAnswerSource(previous);
+    EXPECT_TRUE(r.at(kInfo).list.empty()) << answered;
+    EXPECT_EQ(log.Errors(), std::vector<LoggedError>{site(108, 1035)}) << answered;
   }
 }
 
@@ -154,12 +143,16 @@ TEST(ProcessorUsage, IsSampledForTheCounterInstanceTheQueryNames) {
   EXPECT_EQ(Value(r, first).find('.'), Value(r, first).size() - 7);  // "%f": six decimals
   EXPECT_EQ(mgr.Tree().size(), 1u);
 
-  const std::string beyond =
-      std::string(kInfo) + "/LogicalProcessor[" + std::to_string(WorkerCount()) + "]";
-  EXPECT_EQ(Value(Ask(mgr, beyond), beyond), "ERROR_GET_LOGICAL_PROCESSOR_USAGE");
+  // Past the workers, or an index that only cut to 32 bits would name one, is no processor.
+  for (const std::string& index :
+       {std::to_string(WorkerCount()), std::string("4294967296"), std::string("4294967297")}) {
+    const std::string beyond = std::string(kInfo) + "/LogicalProcessor[" + index + "]";
+    EXPECT_EQ(Value(Ask(mgr, beyond), beyond), "ERROR_GET_LOGICAL_PROCESSOR_USAGE");
+  }
 
   // A counter that does not move over the window gives no value.
-  RecordedMachine still({AllCpus()}, "cpu  1 2 3 4 5 6 7 8 0 0\ncpu0 1 2 3 4 5 6 7 8 0 0\n");
+  ProcessorTest::RecordedTopology still({AllCpus()},
+                                        "cpu  1 2 3 4 5 6 7 8 0 0\ncpu0 1 2 3 4 5 6 7 8 0 0\n");
   EXPECT_EQ(Value(Ask(mgr, first), first), "ERROR_GET_LOGICAL_PROCESSOR_USAGE");
 }
 

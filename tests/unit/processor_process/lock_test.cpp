@@ -88,6 +88,7 @@ TEST(RegisterLockAcrossProcesses, GivesUpAfterThePollingWindowAndIsFreedByItsHol
 
   Sys::NamedLock lock;
   char name[kLockNameSize] = {};
+  EXPECT_EQ(AcquireRegisterLock(0, &lock, name), kMissingArgument);  // a mask names no processor
   {
     Holder holder;
     ASSERT_EQ(holder.Code(), 0);

@@ -16,6 +16,7 @@
 #include "TextParsers.h"
 #include "sys/Event.h"
 #include "sys/NamedLock.h"
+#include "sys/Process.h"
 #include "sys/ProcessorTime.h"
 #include "sys/ProcessorTopology.h"
 #include "sys/SettingsFile.h"
@@ -76,6 +77,9 @@ TEST(PosixThread, TerminateCancelsAtTheWaitUnwindsAndReapsTheThread) {
       while (!worker.reachedWait) std::this_thread::yield();
     }
     thread.Terminate(static_cast<uint32_t>(-1));  // the busy one is still spinning here
+    // Joined, the thread has ended; the kernel may drop its entry a moment later (well within
+    // the 150 ms an unjoined busy one would still spin).
+    for (int ms = 0; ms < 50 && std::filesystem::exists(task); ++ms) Sys::SleepMilliseconds(1);
     EXPECT_FALSE(std::filesystem::exists(task)) << busyMs;
     EXPECT_TRUE(worker.reachedWait) << busyMs;  // deferred: the busy loop ran to its end
     EXPECT_FALSE(worker.passedWait) << busyMs;

@@ -1,4 +1,6 @@
 #pragma once
+#include <cstddef>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -9,12 +11,18 @@ namespace Module::PlatformConfig {
 class PlatformConfigModule;
 }
 
-namespace Platformq {
+namespace ModuleHost {
 
 // The module could not be loaded, lacks an entry point, or would not create its instance.
 class BindingError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+// What the module's platform identification settled on; a text is empty where it found nothing.
+struct PlatformIdentity {
+  std::string family;
+  std::string board;
 };
 
 // The platform configuration module loaded from a file at run time, as the framework loads
@@ -40,11 +48,16 @@ class ModuleBinding {
   // The module's ProcessXQuery(query, output), the text form.
   void ProcessIntoText(const std::string& query, const std::string& output);
 
+  // The platform the module identified, or nothing while no query has needed identification.
+  // Reading it never identifies the platform.
+  std::optional<PlatformIdentity> Identity() const;
+
  private:
   using Instance = Module::PlatformConfig::PlatformConfigModule;
   using ProcessIntoMapFn = void (*)(Instance* self, std::string query, ResultMap& result);
   using ProcessIntoTextFn = void (*)(Instance* self, std::string query, std::string output);
   using DestroyFn = void (*)(Instance* self);
+  using IdentityFn = int (*)(char* family, size_t familySize, char* board, size_t boardSize);
 
   ModuleBinding() = default;
   void Release() noexcept;
@@ -54,6 +67,7 @@ class ModuleBinding {
   ProcessIntoMapFn processIntoMap_ = nullptr;
   ProcessIntoTextFn processIntoText_ = nullptr;
   DestroyFn destroy_ = nullptr;
+  IdentityFn identity_ = nullptr;
 };
 
-}  // namespace Platformq
+}  // namespace ModuleHost

@@ -1,6 +1,6 @@
 #include "ModuleLocation.h"
 
-namespace Platformq {
+namespace ModuleHost {
 
 std::string DefaultModulePath(const std::string& executableDir, const std::string& fileName,
                               const std::function<bool(const std::string&)>& exists) {
@@ -13,4 +13,4 @@ std::string DefaultModulePath(const std::string& executableDir, const std::strin
   return fileName;
 }
 
-}  // namespace Platformq
+}  // namespace ModuleHost

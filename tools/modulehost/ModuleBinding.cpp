@@ -4,7 +4,7 @@
 #include <set>
 #include <utility>
 
-namespace Platformq {
+namespace ModuleHost {
 
 namespace {
 
@@ -31,6 +31,11 @@ constexpr const char* kProcessIntoTextSymbol =
     "stringIcSt11char_traitsIcESaIcEEES7_";
 //   PlatformConfigModule::~PlatformConfigModule(), the complete-object destructor
 constexpr const char* kDestructorSymbol = "_ZN6Module14PlatformConfig20PlatformConfigModuleD1Ev";
+
+// The module's read-only view of its platform identification (family, board identifier).
+constexpr const char* kIdentitySymbol = "GetPlatformConfigIdentity";
+// Room for the longest family name and the board identifier (at most 40 characters) with margin.
+constexpr size_t kIdentityTextRoom = 128;
 
 using CreationInfoFn = void* (*)();
 
@@ -66,6 +71,8 @@ ModuleBinding ModuleBinding::Load(const std::string& path) {
       RequireSymbol(binding.library_, path, kProcessIntoTextSymbol));
   binding.destroy_ =
       reinterpret_cast<DestroyFn>(RequireSymbol(binding.library_, path, kDestructorSymbol));
+  binding.identity_ =
+      reinterpret_cast<IdentityFn>(RequireSymbol(binding.library_, path, kIdentitySymbol));
 
   void* createInstance = creationInfo();
   if (createInstance == nullptr) {
@@ -85,7 +92,8 @@ ModuleBinding::ModuleBinding(ModuleBinding&& other) noexcept
       instance_(std::exchange(other.instance_, nullptr)),
       processIntoMap_(other.processIntoMap_),
       processIntoText_(other.processIntoText_),
-      destroy_(other.destroy_) {}
+      destroy_(other.destroy_),
+      identity_(other.identity_) {}
 
 ModuleBinding& ModuleBinding::operator=(ModuleBinding&& other) noexcept {
   if (this != &other) {
@@ -95,6 +103,7 @@ ModuleBinding& ModuleBinding::operator=(ModuleBinding&& other) noexcept {
     processIntoMap_ = other.processIntoMap_;
     processIntoText_ = other.processIntoText_;
     destroy_ = other.destroy_;
+    identity_ = other.identity_;
   }
   return *this;
 }
@@ -113,6 +122,14 @@ void ModuleBinding::ProcessIntoText(const std::string& query, const std::string&
   processIntoText_(instance_, query, output);
 }
 
+std::optional<PlatformIdentity> ModuleBinding::Identity() const {
+  if (instance_ == nullptr) throw BindingError("no module is loaded");
+  char family[kIdentityTextRoom];
+  char board[kIdentityTextRoom];
+  if (identity_(family, sizeof family, board, sizeof board) != 0) return std::nullopt;
+  return PlatformIdentity{family, board};
+}
+
 void ModuleBinding::Release() noexcept {
   if (instance_ != nullptr) {
     // The instance came from the module's `new` and belongs to the host. Its destructor is
@@ -126,4 +143,4 @@ void ModuleBinding::Release() noexcept {
   library_.Close();
 }
 
-}  // namespace Platformq
+}  // namespace ModuleHost

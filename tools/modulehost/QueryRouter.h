@@ -5,7 +5,7 @@
 
 #include "XNode.h"
 
-namespace Platformq {
+namespace ModuleHost {
 
 // Sends each query to the module that answers its first step ("Platform" for
 // "/Platform/OS"), as the framework routes queries between its configuration modules.
@@ -29,4 +29,4 @@ class QueryRouter {
 // The first step of query ("" when it has none), split the way the framework splits paths.
 std::string FirstStep(const std::string& query);
 
-}  // namespace Platformq
+}  // namespace ModuleHost

@@ -2,7 +2,7 @@
 #include <functional>
 #include <string>
 
-namespace Platformq {
+namespace ModuleHost {
 
 // The module platformq loads when --module is not given: fileName beside the executable (a
 // build tree, where every binary shares one directory), else in the lib directory beside its
@@ -11,4 +11,4 @@ namespace Platformq {
 std::string DefaultModulePath(const std::string& executableDir, const std::string& fileName,
                               const std::function<bool(const std::string&)>& exists);
 
-}  // namespace Platformq
+}  // namespace ModuleHost

@@ -5,7 +5,7 @@
 
 #include "XTokenizer.h"
 
-namespace Platformq {
+namespace ModuleHost {
 
 void QueryRouter::Add(const std::string& firstStep, Handler handler) {
   handlers_[firstStep] = std::move(handler);
@@ -23,4 +23,4 @@ std::string FirstStep(const std::string& query) {
   return steps.empty() ? std::string() : steps.front();
 }
 
-}  // namespace Platformq
+}  // namespace ModuleHost
