@@ -6,6 +6,7 @@
 // also a variable name, and their first 16 a vendor GUID.
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -65,7 +66,11 @@ void NameFile(const uint8_t* data, size_t size) {
 
 void IdentifyBoard(const uint8_t* data, size_t size) {
   {
-    std::ofstream out(Dir().Path() + "/" + kVariableFile, std::ios::binary | std::ios::trunc);
+    // A new file each time: ext4 flushes a file truncated and written again when it is
+    // closed, which cost this target four fifths of its time.
+    const std::string path = Dir().Path() + "/" + kVariableFile;
+    std::remove(path.c_str());
+    std::ofstream out(path, std::ios::binary);
     out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
   }
   std::string board;
