@@ -13,6 +13,8 @@ the generated EFI variable cases, OUT/<target>/ receives inputs in the form that
                   answers them ('|' between values), then its event-log records
   efi_variable    each case's firmware-version variable file
   imb_script      the scripted double's script of each BMC (tests/windows/double_script.py)
+  settings        the settings file sim/run writes for each profile (its login, its image
+                  and EFI variables), and those of the fuzz targets that read one
 
 Usage: gen_seeds.py --sim-build DIR --profiles DIR -o OUT
 """
@@ -126,6 +128,21 @@ def smbios_seeds(name, image, out):
     (out / f"{name}-overlong-structure.bin").write_bytes(bytes(overlong))
 
 
+# The settings file sim/run writes, as its here-document stands, with the profile's values.
+def sim_run_settings(name, profile, sim_build):
+    run = (ROOT / "sim" / "run").read_text()
+    heading = 'OrdixServMgmtSettings.ini" <<EOF\n'
+    start = run.index(heading) + len(heading)
+    text = run[start:run.index("\nEOF\n", start) + 1]
+    login = profile.get("login", {})
+    efi = sim_build / "efi" / profile.get("efi_case", "")
+    values = {"dir": str(sim_build / name), "efi_dir": str(efi),
+              "port": "9001", "user": login.get("user", ""), "password": login.get("password", "")}
+    for key in sorted(values, key=len, reverse=True):
+        text = text.replace("$" + key, values[key])
+    return text
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--sim-build", type=Path, required=True)
@@ -133,7 +150,8 @@ def main():
     parser.add_argument("-o", "--out", type=Path, required=True)
     args = parser.parse_args()
 
-    targets = ["smbios_image", "bmc_replies", "module_replies", "efi_variable", "imb_script"]
+    targets = ["smbios_image", "bmc_replies", "module_replies", "efi_variable", "imb_script",
+               "settings"]
     dirs = {t: args.out / t for t in targets}
     for d in dirs.values():
         shutil.rmtree(d, ignore_errors=True)
@@ -151,6 +169,8 @@ def main():
             bmc_reply_seeds(name, profile, dirs["bmc_replies"])
             module_reply_seeds(name, profile, dirs["module_replies"])
             (dirs["imb_script"] / f"{name}.script").write_text(double_script.script(profile))
+            (dirs["settings"] / f"{name}.ini").write_text(
+                sim_run_settings(name, profile, args.sim_build))
 
     for case in sorted((args.sim_build / "efi").glob("*/FWVERSIONDATA-*")):
         shutil.copyfile(case, dirs["efi_variable"] / case.parent.name)
