@@ -1,6 +1,9 @@
 // "/SMBIOS/MemoryArray": the Physical Memory Arrays that hold system memory, each with the
 // Memory Devices that name it as their array, both in table order.
 
+#include <map>
+#include <set>
+
 #include "smbios_answers.h"
 #include "smbios_error.h"
 #include "smbios_names.h"
@@ -125,8 +128,10 @@ void AddDevice(const Structure& s, const std::string& array, const std::string& 
   leaf("PartNumber", StringText(s, kPartNumberOffset));
 }
 
-void AddArray(const std::vector<Structure>& devices, const Structure& array,
-              const std::string& path, TreeBuilder& tree) {
+using DeviceList = std::vector<const Structure*>;
+
+void AddArray(const Structure& array, const DeviceList& devices, const std::string& path,
+              TreeBuilder& tree) {
   tree.Element(kMemoryArraysPath, path);
   const auto leaf = [&](const char* name, std::string value) {
     tree.Leaf(path, path + "/" + name, std::move(value));
@@ -137,10 +142,8 @@ void AddArray(const std::vector<Structure>& devices, const Structure& array,
   leaf("MaximumCapacity", CapacityText(array));
   const std::optional<uint16_t> count = Field<uint16_t>(array, kNumberOfDevicesOffset);
   leaf("NumMemoryDevices", count ? Decimal(*count) : kUnknown);
-  size_t d = 0;
-  for (const Structure& s : devices) {
-    if (Field<uint16_t>(s, kArrayHandleOffset) != array.handle) continue;
-    AddDevice(s, path, path + "/MemoryDevice[" + std::to_string(++d) + "]", tree);
+  for (size_t d = 0; d < devices.size(); ++d) {
+    AddDevice(*devices[d], path, path + "/MemoryDevice[" + std::to_string(d + 1) + "]", tree);
   }
 }
 
@@ -154,15 +157,33 @@ std::vector<Structure> OfType(const std::vector<Structure>& structures, uint8_t 
   return found;
 }
 
+// The Memory Devices by the handle of the array they name, in table order.
+std::map<uint16_t, DeviceList> DevicesByArray(const std::vector<Structure>& devices) {
+  std::map<uint16_t, DeviceList> byArray;
+  for (const Structure& s : devices) {
+    const std::optional<uint16_t> array = Field<uint16_t>(s, kArrayHandleOffset);
+    if (array) byArray[*array].push_back(&s);
+  }
+  return byArray;
+}
+
 }  // namespace
 
+// A handle names one structure. In a damaged table that gives several arrays the same handle,
+// the devices naming it are listed under the first of them only: under every one, a table of
+// a few kilobytes would make millions of nodes.
 void AddMemoryArrays(const std::vector<Structure>& structures, TreeBuilder& tree) {
   const std::vector<Structure> devices = OfType(structures, kDeviceType, kDeviceLayoutEnds);
+  const std::map<uint16_t, DeviceList> byArray = DevicesByArray(devices);
+  const DeviceList none;
+  std::set<uint16_t> listed;
   size_t a = 0;
   for (const Structure& s : OfType(structures, kArrayType, kArrayLayoutEnds)) {
     if (Field<uint8_t>(s, kUseOffset) != kSystemMemoryUse) continue;
     const std::string path = std::string(kMemoryArraysPath) + "[" + std::to_string(++a) + "]";
-    AddArray(devices, s, path, tree);
+    const auto found = byArray.find(s.handle);
+    const bool first = listed.insert(s.handle).second;
+    AddArray(s, first && found != byArray.end() ? found->second : none, path, tree);
   }
   tree.Leaf(kMemoryArraysPath, std::string(kMemoryArraysPath) + "/TotalNoOfArray", Decimal(a));
 }

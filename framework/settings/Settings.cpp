@@ -1,6 +1,5 @@
 #include "Settings.h"
 
-#include <INIReader.h>
 #include <sys/stat.h>
 #include <time.h>
 
@@ -9,7 +8,7 @@
 
 #include "QueryScope.h"
 #include "settings_file.h"
-#include "settings_text.h"
+#include "settings_values.h"
 
 namespace Ordix::Settings {
 
@@ -42,7 +41,7 @@ struct Parsed {
   std::string path;
   Stamp stamp;
   long long parsedAtNs = 0;
-  std::shared_ptr<const INIReader> reader;
+  std::shared_ptr<const SettingsValues> values;
   std::string problem;
 };
 
@@ -69,16 +68,14 @@ const Parsed& Current() {
   tQueryLookedAt = query;
   const Stamp stamp = StampOf(path);
   const bool settled = !stamp.exists || stamp.writtenNs + kRacyWindowNs < gParsed.parsedAtNs;
-  if (gParsed.reader && gParsed.path == path && gParsed.stamp == stamp && settled) {
+  if (gParsed.values && gParsed.path == path && gParsed.stamp == stamp && settled) {
     return gParsed;
   }
   timespec now{};
   ::clock_gettime(CLOCK_REALTIME, &now);
   SettingsText file = ReadSettingsText(path);
-  // A file that cannot be parsed whole (a line that is no setting) still answers every key it
-  // could read; one that is missing or cannot be read gives every default.
-  gParsed = Parsed{path, stamp, Nanoseconds(now),
-                   std::make_shared<const INIReader>(file.text.data(), file.text.size()),
+  // A file that is missing or cannot be read gives every default.
+  gParsed = Parsed{path, stamp, Nanoseconds(now), std::make_shared<const SettingsValues>(file.text),
                    file.state == SettingsText::State::kUnreadable
                        ? "the settings file " + path + " cannot be read (" + file.problem +
                              "); every setting has its default"
@@ -86,9 +83,9 @@ const Parsed& Current() {
   return gParsed;
 }
 
-std::shared_ptr<const INIReader> Reader() {
+std::shared_ptr<const SettingsValues> Values() {
   std::lock_guard<std::mutex> lock(gParsedMutex);
-  return Current().reader;
+  return Current().values;
 }
 
 }  // namespace
@@ -99,11 +96,11 @@ std::string FilePath() {
 
 std::string GetString(const std::string& section, const std::string& key,
                       const std::string& fallback) {
-  return Reader()->Get(section, key, fallback);
+  return Values()->GetString(section, key, fallback);
 }
 
 long GetInt(const std::string& section, const std::string& key, long fallback) {
-  return ParseDecimal(Reader()->Get(section, key, ""), fallback);
+  return Values()->GetInt(section, key, fallback);
 }
 
 std::string Problem() {

@@ -1,6 +1,5 @@
 #include "PlatformConfigMgr.h"
 
-#include <algorithm>
 #include <new>
 
 #include "ErrorReport.h"
@@ -110,31 +109,28 @@ bool PlatformConfigMgr::RunRefresh(Refresh refresh, const std::string& query) {
 }
 
 void PlatformConfigMgr::Search(const std::string& path, ResultMap& result) {
-  std::vector<const std::string*> visiting;
-  SearchFrom(path, result, visiting);
+  std::unordered_set<const std::string*> visited;
+  SearchFrom(path, result, visited);
 }
 
 void PlatformConfigMgr::SearchFrom(const std::string& path, ResultMap& result,
-                                   std::vector<const std::string*>& visiting) {
+                                   std::unordered_set<const std::string*>& visited) {
   auto it = nodeTree_.find(path);
   if (it == nodeTree_.end() || !it->second) return;
-  // Every string of a node's list is looked up as a path, leaf values included, so a value
-  // that names an ancestor (a drive mounted at "/Platform/OS", say) would loop forever;
-  // a path already on the way down is not entered again. (The paths on the way are the
-  // tree's own keys, which stay put while it is searched.)
-  for (const std::string* on : visiting) {
-    if (*on == path) return;
-  }
-  visiting.push_back(&it->first);
+  // Every string of a node's list is looked up as a path, leaf values included, so values
+  // taken from the firmware can name any node: one that names an ancestor (a drive mounted at
+  // "/Platform/OS", say) would loop forever, and slots whose two values each name the next
+  // slot would be reached by 2^n roads. Each path is answered once (known by the address of
+  // the tree's own key, which stays put while the tree is searched).
+  if (!visited.insert(&it->first).second) return;
 
   const _XNode& node = *it->second;
-  for (const std::string& child : node.list) SearchFrom(child, result, visiting);
+  for (const std::string& child : node.list) SearchFrom(child, result, visited);
 
   _XNode& answer = result[path];
   answer.kind = node.kind;
   answer.list = node.list;
   answer.attributes.clear();
-  visiting.pop_back();
 }
 
 void PlatformConfigMgr::DeleteResultMap(std::string path) {

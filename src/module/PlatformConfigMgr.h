@@ -1,6 +1,7 @@
 #pragma once
 #include <memory>
 #include <string>
+#include <unordered_set>
 
 #include "XNode.h"
 #include "common.h"
@@ -41,7 +42,7 @@ class PLATFORMCONFIG_EXPORT PlatformConfigMgr {
   void InitializeFunctionality();
   void Search(const std::string& path, ResultMap& result);
   void SearchFrom(const std::string& path, ResultMap& result,
-                  std::vector<const std::string*>& visiting);
+                  std::unordered_set<const std::string*>& visited);
   bool RunRefresh(Refresh refresh, const std::string& query);
 
   // The OS builders: each asks the OS information library once and writes its subtree.

@@ -273,6 +273,22 @@ TEST(DecodeTables, WithoutBiosProcessorsOrSystemMemoryTheRootsStay) {
   EXPECT_EQ(tree.at("/SMBIOS/MemoryArray/TotalNoOfArray").list, Texts{"0"});
 }
 
+TEST(DecodeTables, ArraysSharingAHandleListItsDevicesOnce) {
+  // 64 system-memory arrays and 64 devices, all naming handle 0x0005: listed under every array,
+  // the devices would make 4,096 device elements from 2.5 KB (a 64 KB table: 10 million).
+  Bytes table;
+  for (int i = 0; i < 64; ++i) table = Join({table, Record(16, 0x0005, 0x0F, {{5, 3}})});
+  for (int i = 0; i < 64; ++i) table = Join({table, Record(17, 0x0009, 0x15, {{4, 0x0005, 2}})});
+  const ResultMap tree = DecodeTables({EntryPoint3(0x1000), Join({table, kEndOfTable})}).tree;
+  EXPECT_EQ(tree.at("/SMBIOS/MemoryArray[1]").list.size(), 5 + 64U);
+  EXPECT_EQ(tree.at("/SMBIOS/MemoryArray[1]/MemoryDevice[64]/MemoryArrayHandle").list,
+            Texts{"0x0005"});
+  EXPECT_EQ(tree.at("/SMBIOS/MemoryArray[2]").list.size(), 5U);
+  // The roots and TotalNoOfArray, 64 arrays with five leaves, 64 devices with fourteen leaves
+  // and an empty TypeDetail.
+  EXPECT_EQ(tree.size(), 4 + 64 * 6 + 64 * 16U);
+}
+
 // Family codes that need more than the table: Family 2, the maker, the SMBIOS version.
 TEST(ProcessorFamily, Family2MakerAndVersionDecideAmbiguousCodes) {
   // Family, structure length, SMBIOS 2.minor, Family 2, maker, expected.

@@ -132,4 +132,21 @@ TEST(MemoryInventory, AnswersThatStopTheBuildAreReportedAndKeepWhatWasWritten) {
   EXPECT_EQ(Value(r, "/Platform/MemoryTopology/TotalMemorySize"), "0");
 }
 
+TEST(MemoryInventory, ValuesNamingOtherSlotsAreAnsweredOnce) {
+  // Each slot's locator and size name the next slot, so the answer reaches slot k by 2^k
+  // roads: a search that walks every road never ends.
+  PlatformTest::SimulatedServer server(kKarvoBoard);
+  constexpr int kSlotCount = 40;
+  const auto slot = [](int n) {
+    return "/Platform/MemoryTopology/MemoryInfo[" + std::to_string(n) + "]";
+  };
+  std::vector<Device> devices;
+  for (int d = 0; d < kSlotCount; ++d) devices.push_back({slot(d + 1), slot(d + 1)});
+  FakeSmbios smbios("1", {{devices}});
+  const ResultMap r = Topology(slot(0));
+  EXPECT_EQ(Value(r, Slot(0, "MemorySlotName")), slot(1));
+  // Every slot down the chain is in the answer.
+  EXPECT_EQ(r.count(Slot(kSlotCount - 1, "MemorySize")), 1u);
+}
+
 }  // namespace
