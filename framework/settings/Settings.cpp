@@ -62,7 +62,7 @@ thread_local uint64_t tQueryLookedAt = 0;
 const Parsed& Current() {
   const std::string path = FilePath();
   const uint64_t query = QueryScope::Current().generation;
-  if (query != 0 && query == tQueryLookedAt && gParsed.reader && gParsed.path == path) {
+  if (query != 0 && query == tQueryLookedAt && gParsed.values && gParsed.path == path) {
     return gParsed;
   }
   tQueryLookedAt = query;

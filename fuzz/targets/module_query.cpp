@@ -28,6 +28,7 @@
 #include "ResultStatus.h"
 #include "TempDir.h"
 #include "answer_tree.h"
+#include "oslib/SourceRoot.h"
 #include "smbios_answers.h"
 #include "smbios_source.h"
 
@@ -69,11 +70,11 @@ void WriteSettings() {
 }
 
 void InstallSmbiosAnswers() {
-  static const ResultMap tree = [] {
+  static const AnswerTree tree([] {
     const std::optional<SmbiosTables> tables = ReadImageTables(FUZZ_SMBIOS_IMAGE);
     if (!tables) Unusable("no SMBIOS image " FUZZ_SMBIOS_IMAGE);
     return DecodeTables(*tables).tree;
-  }();
+  }());
   BIOSConfigModule::InstallAnswerSource([](const std::string& query, ResultMap& answer) {
     CopyAnswer(tree, query, answer);
     for (auto& [path, node] : answer) {
@@ -104,7 +105,7 @@ void CheckSources() {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   WriteSettings();
-  Ordix::OSInfo::SetSourceRoot(FUZZ_OS_ROOT);
+  Ordix::OS::SetSourceRoot(FUZZ_OS_ROOT);
   InstallSmbiosAnswers();
   // Records are formatted, as a log line would be, and dropped: every input logs errors.
   Logger::CreateInstance()->SetSink([](const LogRecord& record) { (void)FormatLogRecord(record); });
