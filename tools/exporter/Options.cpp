@@ -5,6 +5,8 @@
 #include <ostream>
 #include <vector>
 
+#include "UsageText.h"
+
 namespace Exporter {
 
 namespace {
@@ -61,16 +63,8 @@ bool IsIPv4(const std::string& text) {
   return true;
 }
 
-std::string OneLine(std::string text) {
-  for (char& c : text) {
-    if (c == '\n' || c == '\r') c = ' ';
-  }
-  while (!text.empty() && text.back() == ' ') text.pop_back();
-  return text;
-}
-
 CommandLine UsageError(const std::string& reason, std::ostream& err) {
-  err << kProgram << ": " << reason << " (see " << kProgram << " --help)\n";
+  ModuleHost::PrintUsageError(kProgram, reason, err);
   return {std::nullopt, kExitUsage};
 }
 
@@ -137,7 +131,7 @@ CommandLine ParseCommandLine(int argc, const char* const* argv, std::ostream& ou
     out << app.help();
     return {std::nullopt, kExitStopped};
   } catch (const CLI::ParseError& e) {
-    return UsageError(OneLine(e.what()), err);
+    return UsageError(ModuleHost::OneLine(e.what()), err);
   }
   const auto address = ParseListenAddress(listen);
   if (!address) {

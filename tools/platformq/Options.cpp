@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "ExitStatus.h"
+#include "UsageText.h"
 
 namespace Platformq {
 
@@ -67,17 +68,8 @@ struct Parser {
   }
 };
 
-// CLI11 reasons can span lines; a usage error is reported on one.
-std::string OneLine(std::string text) {
-  for (char& c : text) {
-    if (c == '\n' || c == '\r') c = ' ';
-  }
-  while (!text.empty() && text.back() == ' ') text.pop_back();
-  return text;
-}
-
 CommandLine UsageError(const std::string& reason, std::ostream& err) {
-  err << kProgram << ": " << reason << " (see " << kProgram << " --help)\n";
+  ModuleHost::PrintUsageError(kProgram, reason, err);
   return {std::nullopt, kExitUsage};
 }
 
@@ -92,7 +84,7 @@ CommandLine ParseCommandLine(int argc, const char* const* argv, std::ostream& ou
     out << parser.app.help();
     return {std::nullopt, kExitAnswered};
   } catch (const CLI::ParseError& e) {
-    return UsageError(OneLine(e.what()), err);
+    return UsageError(ModuleHost::OneLine(e.what()), err);
   }
   if (parser.options.repeat < 1) return UsageError("--repeat: must be at least 1", err);
   parser.options.format = parser.format == kFormatJson ? OutputFormat::Json : OutputFormat::Tree;
